@@ -1,0 +1,50 @@
+// HashCString against the standard string hash on the same bytes, side by side.
+
+#include <platform/strings.h>
+
+#include <benchmark/benchmark.h>
+
+#include <functional>
+#include <random>
+#include <string>
+
+namespace {
+
+// Printable ASCII, so the CString holds exactly the same bytes as the std::string.
+std::string SampleText(std::size_t length) {
+    std::mt19937 rng(static_cast<unsigned>(length));
+    std::uniform_int_distribution<int> printable(0x21, 0x7E);
+    std::string s(length, ' ');
+    for (char& c : s)
+        c = static_cast<char>(printable(rng));
+    return s;
+}
+
+void BM_HashCString(benchmark::State& state) {
+    zulwin::CString const text(SampleText(static_cast<std::size_t>(state.range(0))).c_str());
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(&text);
+        benchmark::DoNotOptimize(zulplatform::HashCString(text));
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+}
+
+void BM_StdHashString(benchmark::State& state) {
+    std::string const text = SampleText(static_cast<std::size_t>(state.range(0)));
+    std::hash<std::string> const hasher;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(&text);
+        benchmark::DoNotOptimize(hasher(text));
+    }
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) * state.range(0));
+}
+
+} // namespace
+
+// Interleaved so each size reads as one pair.
+BENCHMARK(BM_HashCString)->Arg(16);
+BENCHMARK(BM_StdHashString)->Arg(16);
+BENCHMARK(BM_HashCString)->Arg(256);
+BENCHMARK(BM_StdHashString)->Arg(256);
+
+BENCHMARK_MAIN();

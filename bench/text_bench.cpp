@@ -1,0 +1,197 @@
+// The text layer's hot paths beside the routines a user would otherwise reach for, on the same
+// inputs: 64 KiB of ASCII and 64 KiB of mixed text (Latin-1 accents, Greek, Cyrillic, CJK,
+// emoji). Pairs to read side by side:
+//   Validate/*      vs  Strlen/*                       (same buffer)
+//   MakeLower/*     vs  IcuToLower/*   (and Upper)     (ICU's ucasemap, when available)
+//   CompareNoCase32 vs  Strcasecmp32                   (two equal 32-byte ASCII strings)
+//   ToWide/*        vs  IcuFromUtf8/*                  (ICU's u_strFromUTF8, when available)
+#include <platform/unicode.h>
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+#include <strings.h>
+#include <vector>
+
+#if PLATFORM_BENCH_HAVE_ICU
+#include <unicode/ucasemap.h>
+#include <unicode/ustring.h>
+#endif
+
+namespace {
+
+constexpr std::size_t kInputSize = 64 * 1024;
+
+std::string Fill(const std::string& unit) {
+    std::string s;
+    while (s.size() + unit.size() <= kInputSize)
+        s += unit;
+    return s;
+}
+
+const std::string& AsciiText() {
+    static const std::string s =
+        Fill("The quick brown fox jumps over the lazy dog; Pack my box with five dozen liquor "
+             "jugs. 0123456789 [Section] Key=Value\n");
+    return s;
+}
+
+const std::string& MixedText() {
+    static const std::string s = Fill(
+        "Fa\xC3\xA7"
+        "ade \xC3\x9C"
+        "ber Cr\xC3\xA8me Br\xC3\xBBl\xC3\xA9"
+        "e, " // Latin-1
+        "\xCE\x95\xCE\xBB\xCE\xBB\xCE\xB7\xCE\xBD\xCE\xB9\xCE\xBA\xCE\xAC \xCE\x9A\xCE\xB5" // Greek
+        "\xCE\xAF\xCE\xBC\xCE\xB5\xCE\xBD\xCE\xBF, "
+        "\xD0\x9A\xD0\xB8\xD1\x80\xD0\xB8\xD0\xBB\xD0\xBB\xD0\xB8\xD1\x86\xD0\xB0 " // Cyrillic
+        "\xD0\xA2\xD0\x95\xD0\x9A\xD0\xA1\xD0\xA2, "
+        "\xE4\xB8\xAD\xE6\x96\x87\xE6\x96\x87\xE6\x9C\xAC\xE6\xB5\x8B\xE8\xAF\x95 " // CJK
+        "\xF0\x9F\x98\x80\xF0\x9F\x8E\x89\xF0\x9F\x9A\x80 "                         // emoji
+        "and plain words.\n");
+    return s;
+}
+
+const std::string& Input(int which) {
+    return which == 0 ? AsciiText() : MixedText();
+}
+
+void SetLabel(benchmark::State& state, int which) {
+    state.SetLabel(which == 0 ? "ascii" : "mixed");
+    state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
+                            static_cast<int64_t>(Input(which).size()));
+}
+
+void Validate(benchmark::State& state) {
+    const std::string& text = Input(static_cast<int>(state.range(0)));
+    for (auto _ : state)
+        benchmark::DoNotOptimize(utf8_private::IsValidString(text.c_str()));
+    SetLabel(state, static_cast<int>(state.range(0)));
+}
+BENCHMARK(Validate)->Arg(0)->Arg(1);
+
+void Strlen(benchmark::State& state) {
+    const std::string& text = Input(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        const char* p = text.c_str();
+        benchmark::DoNotOptimize(p);
+        benchmark::DoNotOptimize(std::strlen(p));
+    }
+    SetLabel(state, static_cast<int>(state.range(0)));
+}
+BENCHMARK(Strlen)->Arg(0)->Arg(1);
+
+// Each round converts a fresh copy, as a caller lowering a string it received would.
+template <bool Lower> void CaseMap(benchmark::State& state) {
+    const std::string& text = Input(static_cast<int>(state.range(0)));
+    CUtf8String const source(text.c_str());
+    for (auto _ : state) {
+        CUtf8String s(source);
+        if (Lower)
+            s.MakeLower();
+        else
+            s.MakeUpper();
+        benchmark::DoNotOptimize(s.c_str());
+    }
+    SetLabel(state, static_cast<int>(state.range(0)));
+}
+void MakeLower(benchmark::State& state) {
+    CaseMap<true>(state);
+}
+void MakeUpper(benchmark::State& state) {
+    CaseMap<false>(state);
+}
+BENCHMARK(MakeLower)->Arg(0)->Arg(1);
+BENCHMARK(MakeUpper)->Arg(0)->Arg(1);
+
+void CompareNoCase32(benchmark::State& state) {
+    CUtf8String const a("The Quick Brown Fox Jumps Over!!");
+    std::string const b = "the quick brown fox jumps over!!";
+    for (auto _ : state) {
+        const char* p = b.c_str();
+        benchmark::DoNotOptimize(p);
+        benchmark::DoNotOptimize(a.CompareNoCase(p));
+    }
+}
+BENCHMARK(CompareNoCase32);
+
+void Strcasecmp32(benchmark::State& state) {
+    std::string const a = "The Quick Brown Fox Jumps Over!!";
+    std::string const b = "the quick brown fox jumps over!!";
+    for (auto _ : state) {
+        const char* p = b.c_str();
+        benchmark::DoNotOptimize(p);
+        benchmark::DoNotOptimize(strcasecmp(a.c_str(), p));
+    }
+}
+BENCHMARK(Strcasecmp32);
+
+void ToWide(benchmark::State& state) {
+    const std::string& text = Input(static_cast<int>(state.range(0)));
+    for (auto _ : state) {
+        std::u16string w = CUtf8String::ToWide(text.c_str());
+        benchmark::DoNotOptimize(w.data());
+    }
+    SetLabel(state, static_cast<int>(state.range(0)));
+}
+BENCHMARK(ToWide)->Arg(0)->Arg(1);
+
+#if PLATFORM_BENCH_HAVE_ICU
+// ICU writes into a buffer the caller keeps; it gets that advantage here.
+template <bool Lower> void IcuCaseMap(benchmark::State& state) {
+    const std::string& text = Input(static_cast<int>(state.range(0)));
+    UErrorCode status = U_ZERO_ERROR;
+    UCaseMap* map = ucasemap_open("", 0, &status);
+    std::vector<char> out(text.size() * 2);
+    for (auto _ : state) {
+        status = U_ZERO_ERROR;
+        int32_t n = Lower ? ucasemap_utf8ToLower(map, out.data(), int32_t(out.size()), text.data(),
+                                                 int32_t(text.size()), &status)
+                          : ucasemap_utf8ToUpper(map, out.data(), int32_t(out.size()), text.data(),
+                                                 int32_t(text.size()), &status);
+        benchmark::DoNotOptimize(n);
+    }
+    ucasemap_close(map);
+    if (U_FAILURE(status))
+        state.SkipWithError("ICU case mapping failed");
+    SetLabel(state, static_cast<int>(state.range(0)));
+}
+void IcuToLower(benchmark::State& state) {
+    IcuCaseMap<true>(state);
+}
+void IcuToUpper(benchmark::State& state) {
+    IcuCaseMap<false>(state);
+}
+BENCHMARK(IcuToLower)->Arg(0)->Arg(1);
+BENCHMARK(IcuToUpper)->Arg(0)->Arg(1);
+
+void IcuFromUtf8(benchmark::State& state) {
+    const std::string& text = Input(static_cast<int>(state.range(0)));
+    std::vector<UChar> out(text.size() + 1);
+    UErrorCode status = U_ZERO_ERROR;
+    for (auto _ : state) {
+        status = U_ZERO_ERROR;
+        int32_t n = 0;
+        u_strFromUTF8(out.data(), int32_t(out.size()), &n, text.data(), int32_t(text.size()),
+                      &status);
+        benchmark::DoNotOptimize(n);
+    }
+    if (U_FAILURE(status))
+        state.SkipWithError("u_strFromUTF8 failed");
+    SetLabel(state, static_cast<int>(state.range(0)));
+}
+BENCHMARK(IcuFromUtf8)->Arg(0)->Arg(1);
+#endif
+
+} // namespace
+
+int main(int argc, char** argv) {
+#if !PLATFORM_BENCH_HAVE_ICU
+    std::fprintf(stderr, "note: built without ICU; the ICU comparisons are left out\n");
+#endif
+    benchmark::Initialize(&argc, argv);
+    benchmark::RunSpecifiedBenchmarks();
+    benchmark::Shutdown();
+    return 0;
+}

@@ -1,0 +1,8 @@
+// Umbrella header: every family of the library.
+#pragma once
+
+#include <platform/files.h>
+#include <platform/module.h>
+#include <platform/strings.h>
+#include <platform/system.h>
+#include <platform/unicode.h>

@@ -1,0 +1,11 @@
+// The value exception of the library.
+#include <platform/files.h>
+
+namespace zulplatform {
+
+// Out of line so that every thrower shares one definition of the throw and its type info.
+void CException::Throw(int code) {
+    throw CException(code);
+}
+
+} // namespace zulplatform

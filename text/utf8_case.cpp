@@ -1,0 +1,243 @@
+// Unicode case conversion of CUtf8String and the case-insensitive comparison.
+//
+// The rule is simple: walk the text by the sequence-length table, decode each sequence, map the
+// code point through the case table and re-encode it; stop at a NUL lead byte. Raw content can
+// make the byte length change (U+0131 becomes 'I', stray continuation bytes vanish, 5- and 6-byte
+// leads decode to NUL). The fast routes below produce exactly those bytes: ASCII runs are
+// converted sixteen bytes at a time in place, sequences whose mapped form has the same length are
+// rewritten in place, and only from the first length change on is the rest rebuilt.
+#include "text/case_map.h"
+#include "text/utf8_internal.h"
+
+#include <emmintrin.h>
+
+#include <cstring>
+
+using utf8_private::detail::DecodeBounded;
+using utf8_private::detail::EncodedLen;
+using utf8_private::detail::EncodeTo;
+using utf8_private::detail::SeqLen;
+
+namespace {
+
+enum class Case { Lower, Upper };
+
+template <Case C> inline unsigned int MapCodePoint(unsigned int cp) {
+    return C == Case::Lower ? utf8_private::detail::LowerOf(cp) : utf8_private::detail::UpperOf(cp);
+}
+
+// ASCII letters map within ASCII in both tables (A-Z <-> a-z and nothing else).
+template <Case C> inline unsigned char MapAscii(unsigned char b) {
+    unsigned char const first = C == Case::Lower ? 'A' : 'a';
+    return static_cast<unsigned char>(static_cast<unsigned>(b - first) < 26u ? b ^ 0x20 : b);
+}
+
+// Case-maps 16 ASCII bytes; `v` must hold only 01..7F.
+template <Case C> inline __m128i MapAscii16(__m128i v) {
+    char const first = C == Case::Lower ? 'A' : 'a';
+    // Shift the letter range to the bottom of the signed range, then one signed compare.
+    __m128i const shifted = _mm_add_epi8(v, _mm_set1_epi8(static_cast<char>(0x80 - first)));
+    __m128i const isLetter = _mm_cmplt_epi8(shifted, _mm_set1_epi8(static_cast<char>(-128 + 26)));
+    return _mm_xor_si128(v, _mm_and_si128(isLetter, _mm_set1_epi8(0x20)));
+}
+
+inline bool AllAscii16(__m128i v) {
+    return _mm_movemask_epi8(_mm_cmpgt_epi8(v, _mm_setzero_si128())) == 0xFFFF;
+}
+
+// Converts the ASCII run at `p` in place; returns the first byte that is not 01..7F.
+template <Case C> unsigned char* MapAsciiRun(unsigned char* p, unsigned char* end) {
+    while (end - p >= 16) {
+        __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        if (!AllAscii16(v))
+            break;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(p), MapAscii16<C>(v));
+        p += 16;
+    }
+    for (; p < end && static_cast<unsigned>(*p - 1u) < 0x7Fu; ++p)
+        *p = MapAscii<C>(*p);
+    return p;
+}
+
+// Rebuilds the text from byte `from` on by the plain rule.
+template <Case C> void ConvertRest(std::string& str, std::size_t from) {
+    auto const* p = reinterpret_cast<const unsigned char*>(str.data()) + from;
+    auto const* const end = reinterpret_cast<const unsigned char*>(str.data()) + str.size();
+    std::string out;
+    out.reserve(str.size());
+    out.append(str.data(), from);
+    unsigned char buf[4];
+    while (p < end) {
+        unsigned const len = SeqLen(*p);
+        if (len == 0)
+            break;
+        unsigned int const cp = MapCodePoint<C>(DecodeBounded(p, len, end));
+        out.append(reinterpret_cast<const char*>(buf), EncodeTo(buf, cp));
+        p += len < static_cast<std::size_t>(end - p) ? len : static_cast<std::size_t>(end - p);
+    }
+    str.swap(out);
+}
+
+// Rewrites the sequence of `len` bytes at `p` in place when its mapped form has the same
+// length; returns false (touching nothing) when the length would change.
+template <Case C> inline bool MapSequenceInPlace(unsigned char* p, unsigned len) {
+    unsigned int cp;
+    switch (len) {
+    case 2:
+        cp = MapCodePoint<C>(((p[0] & 0x1Fu) << 6) | (p[1] & 0x3Fu));
+        if (cp - 0x80u >= 0x780u)
+            return false;
+        break;
+    case 3:
+        cp = MapCodePoint<C>(((p[0] & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu));
+        if (cp - 0x800u >= 0xF800u)
+            return false;
+        break;
+    case 4:
+        cp = MapCodePoint<C>(((p[0] & 0x07u) << 18) | ((p[1] & 0x3Fu) << 12) |
+                             ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu));
+        if (cp - 0x10000u >= 0x100000u)
+            return false;
+        break;
+    default:
+        return false;
+    }
+    EncodeTo(p, cp);
+    return true;
+}
+
+template <Case C> void ConvertCase(std::string& str) {
+    if (str.empty())
+        return;
+    auto* const begin = reinterpret_cast<unsigned char*>(&str[0]);
+    auto* const end = begin + str.size();
+    unsigned char* p = begin;
+    while (p < end) {
+        if (*p < 0x80) {
+            if (*p == 0) { // a NUL lead byte ends the text
+                str.resize(static_cast<std::size_t>(p - begin));
+                return;
+            }
+            p = MapAsciiRun<C>(p, end);
+            continue;
+        }
+        // A run of multi-byte sequences; leave it at the first ASCII byte.
+        do {
+            unsigned const len = SeqLen(*p);
+            if (len > static_cast<std::size_t>(end - p) || !MapSequenceInPlace<C>(p, len)) {
+                ConvertRest<C>(str, static_cast<std::size_t>(p - begin));
+                return;
+            }
+            p += len;
+        } while (p < end && *p >= 0x80);
+    }
+}
+
+// The bytes of a text as MakeLower would write them, one at a time, without building the
+// lowered text. The end of the text (and a NUL lead byte) reads as 0, like a terminator.
+class LoweredBytes {
+public:
+    // `replace`: the text failed validation, so every byte of 0x80 and above reads as '?'.
+    LoweredBytes(const unsigned char* p, const unsigned char* end, bool replace)
+        : m_p(p), m_end(end), m_replace(replace) {}
+
+    unsigned Next() {
+        if (m_next < m_count)
+            return m_pending[m_next++];
+        for (;;) {
+            if (m_p >= m_end)
+                return 0;
+            unsigned char const b = *m_p;
+            if (b < 0x80 || m_replace) {
+                ++m_p;
+                if (b == 0)
+                    m_p = m_end;
+                return b >= 0x80 ? '?' : MapAscii<Case::Lower>(b);
+            }
+            unsigned const len = SeqLen(b);
+            unsigned int const cp = MapCodePoint<Case::Lower>(DecodeBounded(m_p, len, m_end));
+            std::size_t const left = static_cast<std::size_t>(m_end - m_p);
+            m_p += len < left ? len : left;
+            m_count = EncodeTo(m_pending, cp);
+            if (m_count != 0) {
+                m_next = 1;
+                return m_pending[0];
+            }
+        }
+    }
+
+private:
+    const unsigned char* m_p;
+    const unsigned char* m_end;
+    bool m_replace;
+    unsigned char m_pending[4] = {};
+    unsigned m_count = 0;
+    unsigned m_next = 0;
+};
+
+} // namespace
+
+CUtf8String& CUtf8String::MakeLower() {
+    ConvertCase<Case::Lower>(m_str);
+    return *this;
+}
+
+CUtf8String& CUtf8String::MakeUpper() {
+    ConvertCase<Case::Upper>(m_str);
+    return *this;
+}
+
+int CUtf8String::CompareNoCase(char const* s) const {
+    if (s == nullptr)
+        s = "";
+    auto const* a = reinterpret_cast<const unsigned char*>(m_str.data());
+    auto const* const aEnd = a + m_str.size();
+    auto const* b = reinterpret_cast<const unsigned char*>(s);
+    auto const* const bEnd = b + std::strlen(s);
+
+    // Common case first: both sides ASCII. ASCII bytes read the same whether or not the
+    // argument turns out to be valid (only bytes of 0x80 and above are replaced), so the
+    // argument's validity matters only once a non-ASCII byte shows up.
+    while (aEnd - a >= 16 && bEnd - b >= 16) {
+        __m128i const va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
+        __m128i const vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
+        if (!AllAscii16(va) || !AllAscii16(vb))
+            break;
+        unsigned const same = static_cast<unsigned>(_mm_movemask_epi8(
+            _mm_cmpeq_epi8(MapAscii16<Case::Lower>(va), MapAscii16<Case::Lower>(vb))));
+        if (same != 0xFFFF) {
+            unsigned const i = static_cast<unsigned>(__builtin_ctz(~same));
+            return int(MapAscii<Case::Lower>(a[i])) - int(MapAscii<Case::Lower>(b[i]));
+        }
+        a += 16;
+        b += 16;
+    }
+    for (;;) {
+        unsigned const x = a < aEnd ? *a : 0;
+        unsigned const y = b < bEnd ? *b : 0;
+        if (x - 1u >= 0x7Fu || y - 1u >= 0x7Fu)
+            break;
+        unsigned const lx = MapAscii<Case::Lower>(static_cast<unsigned char>(x));
+        unsigned const ly = MapAscii<Case::Lower>(static_cast<unsigned char>(y));
+        if (lx != ly)
+            return int(lx) - int(ly);
+        ++a;
+        ++b;
+    }
+
+    // The general walk. Everything before `b` was ASCII, so the argument is valid exactly
+    // when its rest is.
+    std::size_t restLen;
+    bool const valid = b == bEnd || utf8_private::detail::ScanValidString(
+                                        reinterpret_cast<const char*>(b), restLen);
+    LoweredBytes x(a, aEnd, false);
+    LoweredBytes y(b, bEnd, !valid);
+    for (;;) {
+        unsigned const cx = x.Next();
+        unsigned const cy = y.Next();
+        if (cx != cy)
+            return int(cx) - int(cy);
+        if (cx == 0)
+            return 0;
+    }
+}
