@@ -1,6 +1,8 @@
 // CString::Format against the plain C route (snprintf into a stack buffer, then into a
 // std::string) for short results, the common case of log lines and keys. Each format runs
-// through both routes with the same arguments; compare the pairs by name.
+// through both routes with the same arguments; compare the pairs by name. On a busy machine run
+// with --benchmark_enable_random_interleaving=true --benchmark_repetitions=15 so that load
+// changes hit both sides of a pair alike.
 #include <platform/strings.h>
 
 #include <benchmark/benchmark.h>

@@ -1,10 +1,43 @@
-// A small host program of the family: shows the text layer at work on its arguments.
+// A small host program of the family.
+//
+//   platform-demo [TEXT...]                 the text layer at work on each TEXT
+//   platform-demo --list DIR PATTERN        the files under DIR whose names match PATTERN
+//
+// Every run also shows the host side of the module runtime: the application object answering
+// from the host's own resources, the single-instance check, the library's version and texts,
+// and the sample plug-in loaded by name.
 #include <platform/platform.h>
 
 #include <cstdio>
+#include <cstring>
 #include <string>
 
 namespace {
+
+using zulwin::CString;
+
+// The host's own resources: its string table and version record.
+zulplatform::CResourceData& HostResources() {
+    static zulplatform::CResourceData data;
+    return data;
+}
+
+void InitHostResources() {
+    HostResources().SetStringTable({
+        {1, "libplatform demo host"},
+        {2, "%d argument(s) to show"},
+    });
+    HostResources().SetVersionInfo({"1.0.0.0",
+                                    "Demo host of the family",
+                                    nullptr,
+                                    "The libplatform developers",
+                                    "libplatform examples",
+                                    "Copyright (c) The libplatform developers",
+                                    "platform-demo",
+                                    {1, 0, 0, 0},
+                                    {1, 0, 0, 0},
+                                    0});
+}
 
 std::string Hex(const std::u16string& units) {
     std::string out;
@@ -16,18 +49,18 @@ std::string Hex(const std::u16string& units) {
     return out;
 }
 
-void Show(const char* arg) {
-    using zulwin::CString;
+void ShowText(const char* arg) {
     CString const text(arg);
     CString lower(text), upper(text);
     lower.MakeLower();
     upper.MakeUpper();
     std::u16string const wide = CUtf8String::ToWide(text.GetString());
     CString const back(wide.c_str());
+    bool const valid = utf8_private::IsValidString(arg);
 
     std::printf("argument     : %s\n", arg);
-    std::printf("  valid UTF-8: %s%s\n", utf8_private::IsValidString(arg) ? "yes" : "no",
-                utf8_private::IsValidString(arg) ? "" : " (stored with '?' for each byte >= 0x80)");
+    std::printf("  valid UTF-8: %s\n",
+                valid ? "yes" : "no (stored with '?' for each byte >= 0x80)");
     std::printf("  stored     : %s (%ld bytes, %lu code points)\n", text.GetString(),
                 text.GetLength(), text.GetUtf8().GetLength());
     std::printf("  lower      : %s\n", lower.GetString());
@@ -36,22 +69,85 @@ void Show(const char* arg) {
     std::printf("  round trip : %s\n", back == text ? "identical" : "differs");
 }
 
+void ShowRuntime(int texts) {
+    zulplatform::GenerateApp(HostResources());
+    CString title, line;
+    title.LoadString(1u); // from the current resource module: the application object
+    line.Format(2u, texts);
+    std::printf("%s (%s): %s\n", title.GetString(), zulplatform::GetExeName(), line.GetString());
+
+    // The application keeps its data under its own directory; the host creates it.
+    zulplatform::CreatePath(zulplatform::GetDefaultAppDataDir().GetString());
+    std::printf("another instance running: %s\n",
+                zulplatform::IsAppInstanceRunning() ? "yes" : "no");
+
+    zulplatform::IModule* library = zulplatform::GetInstance();
+    CVersionInfo const version(library);
+    CString text;
+    version.Format(text);
+    std::printf("library      : %s %s\n", library->GetModuleFileName(), text.GetString());
+    CString message;
+    message.Format(library->LoadString(103), "settings.ini");
+    std::printf("  texts      : \"%s\" / \"%s\"\n", library->LoadString(101), message.GetString());
+
+    // The sample plug-in, by name: ".so" is appended because the name has no dot.
+    CString const name = CString(zulplatform::GetAppDir()) + "libsample_plugin";
+    zulplatform::IModule* plugin = zulwin::LoadLibrary(name.GetString());
+    if (plugin == nullptr) {
+        std::printf("plug-in      : %s.so could not be loaded\n", name.GetString());
+        return;
+    }
+    CVersionInfo const pluginVersion(plugin);
+    pluginVersion.Format(text);
+    std::printf("plug-in      : %s %s (%s)\n", plugin->GetModuleFileName(), text.GetString(),
+                pluginVersion.m_strFileDescription.GetString());
+    using GreetFn = int (*)(const char*, char*, unsigned long);
+    if (auto greet =
+            reinterpret_cast<GreetFn>(zulwin::GetProcAddress(plugin, "sample_plugin_greet"))) {
+        char greeting[128];
+        greet("demo host", greeting, sizeof greeting);
+        std::printf("  says       : %s\n", greeting);
+    }
+    zulwin::FreeLibrary(plugin);
+}
+
+class Lister : public zulplatform::CFileSearch::IFsCallback {
+public:
+    bool OnFile(const char* path) override {
+        std::printf("  %s\n", path);
+        ++m_count;
+        return false;
+    }
+    int Count() const { return m_count; }
+
+private:
+    int m_count = 0;
+};
+
 } // namespace
 
 int main(int argc, char** argv) {
+    InitHostResources();
+    if (argc == 4 && std::strcmp(argv[1], "--list") == 0) {
+        ShowRuntime(0);
+        std::printf("files under %s matching %s:\n", argv[2], argv[3]);
+        Lister lister;
+        zulplatform::CFileSearch().FindFile(argv[2], argv[3], &lister, true);
+        std::printf("%d file(s)\n", lister.Count());
+        return 0;
+    }
+    ShowRuntime(argc - 1);
     if (argc < 2) {
         const char* samples[] = {"Hello, World",
                                  "Stra\xC3\x9F"
                                  "e \xC3\x9C"
                                  "BER \xCE\xA3\xCE\xBF\xCF\x86\xCE\xAF\xCE\xB1",
-                                 "\xD0\x9C\xD0\xBE\xD1\x81\xD0\xBA\xD0\xB2\xD0\xB0 "
-                                 "\xE4\xB8\xAD\xE6\x96\x87 \xF0\x9F\x98\x80",
                                  "bad \xFF byte"};
         for (const char* s : samples)
-            Show(s);
+            ShowText(s);
         return 0;
     }
     for (int i = 1; i < argc; ++i)
-        Show(argv[i]);
+        ShowText(argv[i]);
     return 0;
 }

@@ -229,21 +229,28 @@ inline std::uint64_t ZeroByteBits(std::uint64_t v) {
     return (v - kLowBits) & ~v & kHighBits;
 }
 
-// Collects whether any 16-byte chunk seen holds a NUL, cheaply enough to ride along with the
-// hash loop: a byte-wise running minimum where SSE2 exists, the word trick elsewhere.
+// Tracks whether any of the 16-byte chunks seen holds a NUL, cheaply enough to ride along
+// with the hash loop: a byte-wise running minimum where SSE2 exists, the word trick elsewhere.
 class ChunkNulWatch {
 public:
 #if defined(__SSE2__)
+    explicit ChunkNulWatch(unsigned char const* first) : m_min(Load128(first)) {}
     void See(unsigned char const* p) {
-        m_min = _mm_min_epu8(m_min, _mm_loadu_si128(reinterpret_cast<__m128i const*>(p)));
+        m_min = _mm_min_epu8(m_min, Load128(p));
     }
     bool SawNul() const {
         return _mm_movemask_epi8(_mm_cmpeq_epi8(m_min, _mm_setzero_si128())) != 0;
     }
 
 private:
-    __m128i m_min = _mm_set1_epi8(-1);
+    static __m128i Load128(unsigned char const* p) {
+        return _mm_loadu_si128(reinterpret_cast<__m128i const*>(p));
+    }
+    __m128i m_min;
 #else
+    explicit ChunkNulWatch(unsigned char const* first) {
+        See(first);
+    }
     void See(unsigned char const* p) {
         m_zeroBits |= ZeroByteBits(Load64(p)) | ZeroByteBits(Load64(p + 8));
     }
@@ -267,6 +274,47 @@ std::uint64_t MurmurHash64A(unsigned char const* p, std::size_t len) {
     return Finish(hash);
 }
 
+// The unfinished hash of p[0..len) for len >= 16, two blocks per step; sets `sawNul` when a
+// byte of the range is NUL.
+inline std::uint64_t HashLongWatchingNul(unsigned char const* p, std::size_t len, bool& sawNul) {
+    std::uint64_t hash = kHashSeed ^ (len * kHashMul);
+    ChunkNulWatch watch(p);
+    hash = MixBlock(hash, Load64(p));
+    hash = MixBlock(hash, Load64(p + 8));
+    unsigned char const* block = p + 16;
+    unsigned char const* const pairsEnd = p + (len & ~std::size_t{15});
+    for (; block != pairsEnd; block += 16) {
+        watch.See(block);
+        hash = MixBlock(hash, Load64(block));
+        hash = MixBlock(hash, Load64(block + 8));
+    }
+    if ((len & 15) != 0) {
+        watch.See(p + len - 16); // the last 1..15 bytes, overlapping bytes already seen
+        if ((len & 8) != 0)
+            hash = MixBlock(hash, Load64(block));
+        if ((len & 7) != 0)
+            hash = (hash ^ LoadTail(p, len)) * kHashMul;
+    }
+    sawNul = watch.SawNul();
+    return hash;
+}
+
+// The same for len < 16.
+inline std::uint64_t HashShortWatchingNul(unsigned char const* p, std::size_t len, bool& sawNul) {
+    std::uint64_t hash = kHashSeed ^ (len * kHashMul);
+    if (len >= 8) {
+        std::uint64_t const k = Load64(p);
+        hash = MixBlock(hash, k);
+        sawNul = (ZeroByteBits(k) | ZeroByteBits(Load64(p + len - 8))) != 0;
+    } else {
+        // The bytes above the tail are set so that they never look like a NUL.
+        sawNul = len != 0 && ZeroByteBits(LoadTail(p, len) | (~std::uint64_t{0} << (8 * len))) != 0;
+    }
+    if ((len & 7) != 0)
+        hash = (hash ^ LoadTail(p, len)) * kHashMul;
+    return hash;
+}
+
 // Rare path, kept out of line so the common path needs no saved registers.
 [[gnu::noinline]] std::uint64_t HashUpToFirstNul(unsigned char const* p) {
     return MurmurHash64A(p, std::strlen(reinterpret_cast<char const*>(p)));
@@ -282,33 +330,11 @@ std::size_t HashCString(zulwin::CString const& s) {
     // separate length scan, which would cost about as much as the hash itself on short strings.
     auto const* const p = reinterpret_cast<unsigned char const*>(s.GetString());
     auto const len = static_cast<std::size_t>(s.GetLength());
-    std::uint64_t hash = kHashSeed ^ (len * kHashMul);
     bool sawNul;
-    if (len >= 16) {
-        ChunkNulWatch watch;
-        unsigned char const* block = p;
-        unsigned char const* const pairsEnd = p + (len & ~std::size_t{15});
-        do {
-            watch.See(block);
-            hash = MixBlock(hash, Load64(block));
-            hash = MixBlock(hash, Load64(block + 8));
-            block += 16;
-        } while (block != pairsEnd);
-        watch.See(p + len - 16); // the last 0..15 bytes, overlapping bytes already seen
-        if ((len & 8) != 0)
-            hash = MixBlock(hash, Load64(block));
-        sawNul = watch.SawNul();
-    } else if (len >= 8) {
-        std::uint64_t const k = Load64(p);
-        hash = MixBlock(hash, k);
-        sawNul = (ZeroByteBits(k) | ZeroByteBits(Load64(p + len - 8))) != 0;
-    } else {
-        // The bytes above the tail are set so that they never look like a NUL.
-        sawNul = len != 0 && ZeroByteBits(LoadTail(p, len) | (~std::uint64_t{0} << (8 * len))) != 0;
-    }
-    if ((len & 7) != 0)
-        hash = (hash ^ LoadTail(p, len)) * kHashMul;
-    if (sawNul)
+    std::uint64_t const hash = __builtin_expect(len >= 16, 1)
+                                   ? HashLongWatchingNul(p, len, sawNul)
+                                   : HashShortWatchingNul(p, len, sawNul);
+    if (__builtin_expect(sawNul, 0))
         return HashUpToFirstNul(p);
     return Finish(hash);
 }

@@ -39,16 +39,8 @@ struct CharText {
     char text[2];
 };
 
-// The one-byte text that the validated routes make of c: bytes of 0x80 and above are not valid
-// UTF-8 on their own, so they turn into '?'.
-const char* ValidatedCharText(CharText& ct) {
-    if (static_cast<unsigned char>(ct.text[0]) >= 0x80)
-        ct.text[0] = '?';
-    return ct.text;
-}
-
-// True when p points into the bytes (terminator included) of s. An edit of s would move or
-// overwrite such an argument, so callers copy it first.
+// True when p points into the bytes (terminator included) of s. An edit in several steps would
+// move or overwrite such an argument, so callers copy it first.
 bool PointsInto(const CString& s, const char* p) {
     const char* begin = s.GetString();
     const char* end = begin + s.GetLength() + 1;
@@ -57,7 +49,7 @@ bool PointsInto(const CString& s, const char* p) {
 }
 
 bool ContainsByte(const char* set, std::size_t setLen, char c) {
-    return setLen != 0 && std::memchr(set, c, setLen) != nullptr;
+    return std::memchr(set, c, setLen) != nullptr;
 }
 
 } // namespace
@@ -88,19 +80,16 @@ CString& CString::operator=(CString&& other) noexcept {
     return *this;
 }
 
+// The validated assignment copes with `s` pointing into this string's own bytes.
 CString& CString::operator=(const char* s) {
-    if (s != nullptr && PointsInto(*this, s)) {
-        const std::string copy(s);
-        m_str._assign(copy.c_str());
-    } else {
-        m_str._assign(s);
-    }
+    m_str._assign(s);
     return *this;
 }
 
+// {c} passes the acceptance rule: a byte of 0x80 and above is invalid alone and becomes '?'.
 CString& CString::operator=(char c) {
-    CharText ct(c);
-    m_str._assign(ValidatedCharText(ct));
+    const CharText ct(c);
+    m_str._assign(ct.text);
     return *this;
 }
 
@@ -126,8 +115,8 @@ CString& CString::operator+=(const char* s) {
 }
 
 CString& CString::operator+=(char c) {
-    CharText ct(c);
-    m_str += ValidatedCharText(ct);
+    const CharText ct(c);
+    m_str += ct.text;
     return *this;
 }
 
@@ -152,9 +141,10 @@ int CString::CompareNoCase(char const* s) const {
 }
 
 void CString::SetAt(unsigned long i, char c) {
-    CharText ct(c);
-    // A NUL makes the replacement empty, which cuts the string at i.
-    m_str.ReplaceAt(i, ValidatedCharText(ct), 1);
+    // The replacement is raw, so a byte that cannot stand alone in UTF-8 is written as '?'. A
+    // NUL makes the replacement empty, which cuts the string at i.
+    const CharText ct(static_cast<unsigned char>(c) >= 0x80 ? '?' : c);
+    m_str.ReplaceAt(i, ct.text, 1);
 }
 
 namespace {
@@ -303,15 +293,9 @@ int CString::Remove(char c) {
     return count;
 }
 
+// A single insertion copes with `s` pointing into this string's own bytes.
 int CString::Insert(int pos, const char* s) {
-    if (s != nullptr) {
-        if (PointsInto(*this, s)) {
-            const std::string copy(s);
-            m_str.InsertAt(Widen(pos), copy.c_str());
-        } else {
-            m_str.InsertAt(Widen(pos), s);
-        }
-    }
+    m_str.InsertAt(Widen(pos), s);
     return static_cast<int>(GetLength());
 }
 

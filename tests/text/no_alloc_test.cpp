@@ -12,6 +12,10 @@ namespace {
 std::atomic<long> g_allocations{0};
 }
 
+// These replace the global allocation functions, so malloc and free are the right pair here;
+// the compiler's new/delete mismatch check cannot tell.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
 void* operator new(std::size_t size) {
     g_allocations.fetch_add(1, std::memory_order_relaxed);
     if (void* p = std::malloc(size ? size : 1))
@@ -24,6 +28,7 @@ void operator delete(void* p) noexcept {
 void operator delete(void* p, std::size_t) noexcept {
     std::free(p);
 }
+#pragma GCC diagnostic pop
 
 namespace {
 

@@ -629,6 +629,8 @@ TEST(CStringFormat, LongResultsUseTheSecondPass) {
 
 TEST(CStringFormat, EncodingErrorGivesEmpty) {
     // Outside a UTF-8 locale the euro sign cannot be converted to bytes.
+    if (std::snprintf(nullptr, 0, "%ls", L"\u20ac") >= 0)
+        GTEST_SKIP() << "the current locale can encode the euro sign";
     CString s("keep");
     s.Format("%ls", L"\u20ac");
     EXPECT_TRUE(s.IsEmpty());

@@ -1,0 +1,103 @@
+// Running programs as child processes from tests: capture their output, feed or hold their
+// standard input.
+#pragma once
+
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <string>
+#include <vector>
+
+namespace test_support {
+
+// A started child with pipes to its standard input and output.
+class ChildProcess {
+public:
+    explicit ChildProcess(const std::vector<std::string>& argv) {
+        // Everything the child needs is prepared before fork: between fork and exec it may
+        // only make async-signal-safe calls.
+        std::vector<char*> args;
+        for (const std::string& a : argv)
+            args.push_back(const_cast<char*>(a.c_str()));
+        args.push_back(nullptr);
+        int in[2], out[2];
+        if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0)
+            return;
+        m_pid = fork();
+        if (m_pid == 0) {
+            dup2(in[0], 0);
+            dup2(out[1], 1);
+            execv(args[0], args.data());
+            _exit(127);
+        }
+        close(in[0]);
+        close(out[1]);
+        m_stdin = in[1];
+        m_stdout = out[0];
+    }
+    ChildProcess(const ChildProcess&) = delete;
+    ChildProcess& operator=(const ChildProcess&) = delete;
+    ~ChildProcess() {
+        CloseInput();
+        if (m_stdout >= 0)
+            close(m_stdout);
+        Wait();
+    }
+
+    bool Started() const { return m_pid > 0; }
+
+    // Reads one line of the child's output (without the line feed); "" at end of output.
+    std::string ReadLine() {
+        std::string line;
+        char c;
+        while (read(m_stdout, &c, 1) == 1 && c != '\n')
+            line += c;
+        return line;
+    }
+
+    // Everything the child writes until it closes its output.
+    std::string ReadAll() {
+        std::string all;
+        char buf[4096];
+        ssize_t n;
+        while ((n = read(m_stdout, buf, sizeof buf)) > 0)
+            all.append(buf, static_cast<std::size_t>(n));
+        return all;
+    }
+
+    void CloseInput() {
+        if (m_stdin >= 0)
+            close(m_stdin);
+        m_stdin = -1;
+    }
+
+    // The exit status (as waitpid reports it), waiting for the child once.
+    int Wait() {
+        if (m_pid > 0) {
+            waitpid(m_pid, &m_status, 0);
+            m_pid = -1;
+        }
+        return m_status;
+    }
+
+private:
+    pid_t m_pid = -1;
+    int m_stdin = -1;
+    int m_stdout = -1;
+    int m_status = -1;
+};
+
+// Runs a program to its end and returns its output.
+inline std::string RunAndCapture(const std::vector<std::string>& argv, int* status = nullptr) {
+    ChildProcess child(argv);
+    child.CloseInput();
+    std::string out = child.ReadAll();
+    int const st = child.Wait();
+    if (status != nullptr)
+        *status = st;
+    return out;
+}
+
+} // namespace test_support
