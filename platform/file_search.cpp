@@ -3,6 +3,9 @@
 
 #include "platform/file_search_impl.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+
 #include <cstring>
 
 namespace zulplatform {
@@ -71,23 +74,13 @@ bool _CFileSearchImpl::_RetrieveCurrentEntyFileStat() {
     if (m_entry == nullptr)
         return false;
     _ComposeEntryPath();
-    // The listing's kernel time is almost all path lookups of stat. Once one entry of this
-    // listing could be stat'ed, the directory's own path resolves and may be searched, so an
-    // entry that is no link (d_type known and not DT_LNK) would stat successfully too, with the
-    // type readdir already gave: only its type is filled in then. Links (followed, and failing
-    // when dangling), unknown types and paths near the length limit are always stat'ed.
-    unsigned char const type = m_entry->d_type;
-    if (m_entriesStatable && type != DT_UNKNOWN && type != DT_LNK &&
-        m_entryPath.size() < kLongPathLength) {
-        m_entryStat = {};
-        m_entryStat.st_mode = DTTOIF(type);
-        return true;
-    }
-    // stat, not lstat: symbolic links are followed, and a dangling one fails.
-    if (::stat(m_entryPath.c_str(), &m_entryStat) != 0)
-        return false;
-    m_entriesStatable = true;
-    return true;
+    // stat of the directory plus the entry's name, following symbolic links (a dangling one
+    // fails). Asked relative to the open directory it gives the same answer as the full path
+    // without the kernel walking that path again for every entry. Near the length limit the
+    // full path is used, so that it fails as a too-long name does.
+    if (m_entryPath.size() < kLongPathLength)
+        return ::fstatat(dirfd(m_dir), m_entry->d_name, &m_entryStat, 0) == 0;
+    return ::stat(m_entryPath.c_str(), &m_entryStat) == 0;
 }
 
 bool _CFileSearchImpl::_ReadNext() {
@@ -190,7 +183,6 @@ bool _CFileSearchImpl::IterateLocalFiles(const CString& directory) {
     _Close();
     m_currentDir = directory;
     m_dir = ::opendir(m_currentDir.GetString());
-    m_entriesStatable = false;
     if (m_dir == nullptr) {
         m_currentDir.Empty();
         return false;
@@ -219,7 +211,6 @@ bool _CFileSearchImpl::GetFirstDir(const CString& directory, CString& out) {
     // The current directory field, as the file pass left it (empty when that pass could not
     // open the directory, which then fails here too).
     m_dir = ::opendir(m_currentDir.GetString());
-    m_entriesStatable = false;
     if (m_dir == nullptr)
         return false;
     if (!_ReadNext()) {

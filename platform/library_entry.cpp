@@ -48,7 +48,7 @@ int DllMain(IModule* module, unsigned int reason, void* /*reserved*/) {
     return 1;
 }
 
-__attribute__((constructor(102))) void init_dll() {
+void init_dll() {
     ISharedObject* obj = CreateSharedObject(DllMain, GetResourceData());
     if (obj == nullptr)
         CException::Throw(-1);
@@ -56,13 +56,24 @@ __attribute__((constructor(102))) void init_dll() {
 }
 
 // The instance slot is deliberately left set after detach.
-__attribute__((destructor(102))) void release_dll() {
+void release_dll() {
     auto* obj = dynamic_cast<ISharedObject*>(GetInstance());
     if (obj == nullptr)
         return;
     DllMain(obj, AppProcessDetach, nullptr);
     DestroySharedObject(obj);
 }
+
+namespace {
+// GCC drops a priority given on the definition of a function declared earlier without it, so
+// the load-time entries are these local functions.
+__attribute__((constructor(102))) void RunInitDll() {
+    init_dll();
+}
+__attribute__((destructor(102))) void RunReleaseDll() {
+    release_dll();
+}
+} // namespace
 
 } // namespace zulplatform
 

@@ -74,9 +74,9 @@ bool CPath::IsAbsolute() const {
         return false;
     if (folder[0] == '/')
         return true;
-    // The folder is a prefix of the path, so testing the path also covers "~/x", whose folder
-    // is only "~".
-    return m_path[0] == '~' && m_path[1] == '/';
+    // A home-relative folder: "~/" begins the folder itself. "~/x" has the folder "~" and so
+    // is not absolute by this rule, which takes precedence over the wish that it were.
+    return folder.GetLength() >= 2 && folder[0] == '~' && folder[1] == '/';
 }
 
 bool CPath::HasInvalidCharacters() const {

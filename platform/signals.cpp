@@ -17,10 +17,13 @@
 // address of the frame below as it is - the same treatment a kernel signal frame receives.
 //
 // Limits:
-// - Only the faulting function's callers can catch unless that function was compiled with
-//   -fnon-call-exceptions: otherwise its unwind tables have no catch or cleanup entry for a
-//   plain memory access or division. A fault in a function without any handlers or cleanups
-//   passes through it to its caller's call site, which is a normal throwing point.
+// - Without -fnon-call-exceptions a compiler records no throwing point at a plain memory access
+//   or division. A faulting function with no catch or cleanup of its own is simply passed
+//   through to its caller's call site, a normal throwing point; one that has some (a try block,
+//   a local with a destructor) ends the process through std::terminate. The same holds for a
+//   call of a function declared not to throw, such as raise().
+// - With SIGABRT requested, abort() throws - the abort of std::terminate too, so an exception
+//   nobody catches recurses until the stack runs out. CSignalScope does not request it.
 // - Eight bytes below the interrupted stack pointer (and the trampoline's frame below them)
 //   are overwritten. Only a leaf function keeps data there (the red zone), and a leaf function
 //   has no handler of its own, so its frame is being discarded anyway.

@@ -172,6 +172,7 @@ namespace zulplatform {
 class _CUtf8String : public CUtf8String {
 public:
     using CUtf8String::CUtf8String;
+    using CUtf8String::operator=;
     _CUtf8String() = default;
     _CUtf8String(CUtf8String const& other) : CUtf8String(other) {}
 

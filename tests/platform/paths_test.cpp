@@ -195,7 +195,7 @@ TEST(CPath, SplitsIntoParts) {
         {"dir/.cfg", "dir", "cfg", "", false, false},
         {"a.b/c", "a.b", "", "c", false, false},
         {"name.", "", "", "name", true, false},
-        {"~/x", "~", "", "x", false, true},
+        {"~/x", "~", "", "x", false, false}, // the folder "~" does not begin with "~/"
         {"~/X/y", "~/X", "", "y", false, true},
         {"~", "", "", "~", true, false},
         {"x/~/y", "x/~", "", "y", false, false},

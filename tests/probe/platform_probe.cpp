@@ -4,6 +4,7 @@
 //                                 it is registered, then exits normally
 //   platform_probe instance       prints whether another instance runs, then waits until its
 //                                 standard input is closed
+//   platform_probe out NAME       whether LoadLibrary(NAME) gives the application object
 #include <platform/platform.h>
 
 #include <cstdio>
@@ -28,6 +29,13 @@ int main(int argc, char** argv) {
         char c;
         while (read(0, &c, 1) > 0) {
         }
+        return 0;
+    }
+    if (argc == 3 && std::strcmp(argv[1], "out") == 0) {
+        zulplatform::IModule* module = zulwin::LoadLibrary(argv[2]);
+        std::printf("%s\n", module == nullptr                         ? "null"
+                            : module == zulplatform::GetAppInstance() ? "app"
+                                                                      : "other");
         return 0;
     }
     std::fprintf(stderr, "usage: platform_probe load NAME | instance\n");

@@ -7,6 +7,7 @@
 #include <codecvt>
 #include <cstring>
 #include <locale>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -357,7 +358,7 @@ TEST(Utf8String, PositionOperations) {
 
     zulplatform::_CUtf8String multi("\xC3\xA9\xC3\xA9\xC3\xA9x");
     unsigned long pos = 4;
-    EXPECT_FALSE(multi.Find("x", pos)); // the start is bounded by three code points
+    EXPECT_FALSE(multi.Find("x", pos)); // the start is bounded by the four code points
     pos = 0;
     EXPECT_TRUE(multi.Find("x", pos));
     EXPECT_EQ(pos, 6u);
@@ -404,6 +405,67 @@ TEST(Utf8Differential, RandomInputs) {
         unsigned long const limit = rng() % 50;
         ASSERT_EQ(CUtf8String(s, limit).str(),
                   std::string(s, utf8_private::GetValidSize(s, limit)));
+    }
+}
+
+} // namespace
+
+namespace {
+
+// Raw random bytes, in heap blocks of exactly their size plus the terminator, through every
+// primitive that walks text: under AddressSanitizer any read past a terminator or a buffer
+// shows.
+TEST(Utf8Random, EveryPrimitiveStaysInBounds) {
+    std::mt19937 rng(777);
+    for (int round = 0; round < 5000; ++round) {
+        std::size_t const n = rng() % 24;
+        std::unique_ptr<char[]> text(new char[n + 1]);
+        for (std::size_t i = 0; i < n; ++i)
+            text[i] = static_cast<char>(rng() % 255 + 1); // no NUL inside
+        text[n] = 0;
+        const char* s = text.get();
+
+        unsigned long len = 0;
+        for (std::size_t i = 0; i < n; ++i) {
+            if (utf8_private::IsValidCodePoint(s + i, len)) {
+                ASSERT_LE(i + len, n);
+            }
+            (void)utf8_private::_wchar(s + i);
+        }
+        ASSERT_LE(utf8_private::GetValidSize(s, rng() % 30), n);
+        ASSERT_LE(CUtf8String::utf8_check(reinterpret_cast<unsigned char*>(text.get())), n);
+        std::u16string const wide = CUtf8String::ToWide(s);
+        ASSERT_LE(wide.size(), n);
+
+        unsigned long steps = 0;
+        for (auto it = CUtf8String::const_iterator(s); *it != 0; ++it)
+            ++steps;
+        ASSERT_LE(steps, n);
+
+        CUtf8String raw{std::string(s, n)};
+        ASSERT_LE(raw.GetLength(), n);
+        CUtf8String lowered(raw);
+        lowered.MakeLower();
+        (void)raw.CompareNoCase(s);
+
+        // Random UTF-16 and UTF-32 units, terminated, in exact-size blocks too.
+        std::unique_ptr<char16_t[]> units(new char16_t[n + 1]);
+        std::unique_ptr<char32_t[]> wide32(new char32_t[n + 1]);
+        for (std::size_t i = 0; i < n; ++i) {
+            units[i] = static_cast<char16_t>(rng() % 0xFFFF + 1);
+            wide32[i] = static_cast<char32_t>(rng() | 1u);
+        }
+        units[n] = 0;
+        wide32[n] = 0;
+        unsigned long const limit = rng() % 40;
+        CUtf8String const from16(units.get(), limit);
+        CUtf8String const from32(wide32.get(), limit);
+        ASSERT_LE(from16.size(), limit);
+        ASSERT_LE(from32.size(), limit);
+        // Whatever the encoder produces passes the light rule (values above U+10FFFF vanish,
+        // surrogates are encoded like any other three-byte value).
+        ASSERT_TRUE(utf8_private::IsValidString(CUtf8String(wide32.get()).c_str()));
+        ASSERT_TRUE(utf8_private::IsValidString(CUtf8String(units.get()).c_str()));
     }
 }
 
