@@ -28,8 +28,10 @@ TEST(CZULMutexTest, OneThreadLocksRecursivelyAndMustUnlockAsOften) {
     ASSERT_TRUE(mutex.Lock());
     EXPECT_TRUE(mutex.Unlock());
     EXPECT_TRUE(mutex.Unlock());
+#if !defined(__SANITIZE_THREAD__) // ThreadSanitizer reports the deliberate misuse itself
     // A recursive mutex knows its owner: one unlock too many is refused.
     EXPECT_FALSE(mutex.Unlock());
+#endif
 }
 
 TEST(CZULMutexTest, StaysHeldUntilTheLastUnlock) {
@@ -39,9 +41,11 @@ TEST(CZULMutexTest, StaysHeldUntilTheLastUnlock) {
     ASSERT_TRUE(mutex.Unlock());
 
     // Still held once: another thread can neither unlock it nor get it.
+#if !defined(__SANITIZE_THREAD__) // ThreadSanitizer reports the deliberate misuse itself
     bool foreignUnlock = true;
     std::thread([&] { foreignUnlock = mutex.Unlock(); }).join();
     EXPECT_FALSE(foreignUnlock);
+#endif
 
     std::atomic<bool> acquired{false};
     std::thread waiter([&] {
