@@ -25,7 +25,7 @@ inline constexpr unsigned int kCaseBlockMask = (1u << kCaseBlockShift) - 1;
 
 // The mapped value of `cp`, or `cp` itself when it is not an upper-case letter with a simple
 // lowercase mapping. Defined for every 32-bit value.
-inline unsigned int LowerOf(unsigned int cp) {
+constexpr unsigned int LowerOf(unsigned int cp) {
     if (cp >= kLowerMapLimit)
         return cp;
     unsigned int const block = kLowerBlockIndex[cp >> kCaseBlockShift];
@@ -36,7 +36,7 @@ inline unsigned int LowerOf(unsigned int cp) {
 
 // The mapped value of `cp`, or `cp` itself when it is not a lower-case letter with a simple
 // uppercase mapping. Defined for every 32-bit value.
-inline unsigned int UpperOf(unsigned int cp) {
+constexpr unsigned int UpperOf(unsigned int cp) {
     if (cp >= kUpperMapLimit)
         return cp;
     unsigned int const block = kUpperBlockIndex[cp >> kCaseBlockShift];

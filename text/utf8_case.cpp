@@ -11,6 +11,8 @@
 
 #include <emmintrin.h>
 
+#include <array>
+#include <cstdint>
 #include <cstring>
 
 using utf8_private::detail::DecodeBounded;
@@ -22,9 +24,28 @@ namespace {
 
 enum class Case { Lower, Upper };
 
-template <Case C> inline unsigned int MapCodePoint(unsigned int cp) {
+template <Case C> constexpr unsigned int MapCodePoint(unsigned int cp) {
     return C == Case::Lower ? utf8_private::detail::LowerOf(cp) : utf8_private::detail::UpperOf(cp);
 }
+
+// For every two-byte code point (0x80 to 0x7FF): the two bytes of its mapped form, first byte
+// in the low half, or 0 when the mapped form is not two bytes long. One load instead of the
+// decode, two-stage lookup and encode, for the sequences that dominate Latin, Greek and Cyrillic
+// text.
+template <Case C> constexpr std::array<std::uint16_t, 0x800> BuildTwoByteTable() {
+    std::array<std::uint16_t, 0x800> table{};
+    for (unsigned cp = 0x80; cp < 0x800; ++cp) {
+        unsigned const mapped = MapCodePoint<C>(cp);
+        if (mapped >= 0x80 && mapped < 0x800)
+            table[cp] = static_cast<std::uint16_t>((0xC0 | (mapped >> 6)) |
+                                                   ((0x80 | (mapped & 0x3F)) << 8));
+    }
+    return table;
+}
+
+template <Case C> struct TwoByteTable {
+    static constexpr std::array<std::uint16_t, 0x800> value = BuildTwoByteTable<C>();
+};
 
 // ASCII letters map within ASCII in both tables (A-Z <-> a-z and nothing else).
 template <Case C> inline unsigned char MapAscii(unsigned char b) {
@@ -83,11 +104,14 @@ template <Case C> void ConvertRest(std::string& str, std::size_t from) {
 template <Case C> inline bool MapSequenceInPlace(unsigned char* p, unsigned len) {
     unsigned int cp;
     switch (len) {
-    case 2:
-        cp = MapCodePoint<C>(((p[0] & 0x1Fu) << 6) | (p[1] & 0x3Fu));
-        if (cp - 0x80u >= 0x780u)
+    case 2: {
+        std::uint16_t const bytes = TwoByteTable<C>::value[((p[0] & 0x1Fu) << 6) | (p[1] & 0x3Fu)];
+        if (bytes == 0)
             return false;
-        break;
+        p[0] = static_cast<unsigned char>(bytes);
+        p[1] = static_cast<unsigned char>(bytes >> 8);
+        return true;
+    }
     case 3:
         cp = MapCodePoint<C>(((p[0] & 0x0Fu) << 12) | ((p[1] & 0x3Fu) << 6) | (p[2] & 0x3Fu));
         if (cp - 0x800u >= 0xF800u)
@@ -106,30 +130,72 @@ template <Case C> inline bool MapSequenceInPlace(unsigned char* p, unsigned len)
     return true;
 }
 
+// Maps the eight bytes of `w` when all of them are 01..7F and returns true; false (nothing
+// done) otherwise.
+template <Case C> inline bool MapAscii8(std::uint64_t& w) {
+    constexpr std::uint64_t kOnes = 0x0101010101010101ull;
+    constexpr std::uint64_t kHigh = 0x8080808080808080ull;
+    if ((((w - kOnes) | w) & kHigh) != 0) // a NUL or a byte of 0x80 and above
+        return false;
+    unsigned const first = C == Case::Lower ? 'A' : 'a';
+    // High bit of each byte: at least `first`, and above `first + 25`.
+    std::uint64_t const atLeast = w + kOnes * (0x80 - first);
+    std::uint64_t const beyond = w + kOnes * (0x80 - first - 26);
+    w ^= ((atLeast & ~beyond) & kHigh) >> 2;
+    return true;
+}
+
 template <Case C> void ConvertCase(std::string& str) {
     if (str.empty())
         return;
     auto* const begin = reinterpret_cast<unsigned char*>(&str[0]);
     auto* const end = begin + str.size();
     unsigned char* p = begin;
+    // One character per round. Mixed text switches between ASCII and multi-byte characters
+    // all the time, so both are handled in the same loop; eight or sixteen ASCII bytes in a
+    // row are mapped at once.
     while (p < end) {
-        if (*p < 0x80) {
-            if (*p == 0) { // a NUL lead byte ends the text
+        unsigned const b = *p;
+        if (b < 0x80) {
+            if (end - p >= 16) {
+                __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+                if (AllAscii16(v)) {
+                    _mm_storeu_si128(reinterpret_cast<__m128i*>(p), MapAscii16<C>(v));
+                    p += 16;
+                    continue;
+                }
+            }
+            if (end - p >= 8) {
+                std::uint64_t w;
+                std::memcpy(&w, p, 8);
+                if (MapAscii8<C>(w)) {
+                    std::memcpy(p, &w, 8);
+                    p += 8;
+                    continue;
+                }
+            }
+            if (b == 0) { // a NUL lead byte ends the text
                 str.resize(static_cast<std::size_t>(p - begin));
                 return;
             }
-            p = MapAsciiRun<C>(p, end);
+            *p++ = MapAscii<C>(static_cast<unsigned char>(b));
             continue;
         }
-        // A run of multi-byte sequences; leave it at the first ASCII byte.
-        do {
-            unsigned const len = SeqLen(*p);
-            if (len > static_cast<std::size_t>(end - p) || !MapSequenceInPlace<C>(p, len)) {
-                ConvertRest<C>(str, static_cast<std::size_t>(p - begin));
-                return;
+        unsigned const len = SeqLen(static_cast<unsigned char>(b));
+        if (len == 2 && end - p >= 2) { // the most frequent case first
+            std::uint16_t const bytes = TwoByteTable<C>::value[((b & 0x1Fu) << 6) | (p[1] & 0x3Fu)];
+            if (bytes != 0) {
+                p[0] = static_cast<unsigned char>(bytes);
+                p[1] = static_cast<unsigned char>(bytes >> 8);
+                p += 2;
+                continue;
             }
+        } else if (len <= static_cast<std::size_t>(end - p) && MapSequenceInPlace<C>(p, len)) {
             p += len;
-        } while (p < end && *p >= 0x80);
+            continue;
+        }
+        ConvertRest<C>(str, static_cast<std::size_t>(p - begin));
+        return;
     }
 }
 

@@ -306,6 +306,19 @@ TEST(Utf8String, CaseMapping) {
     EXPECT_EQ(CUtf8String(std::string("A\xC3")).MakeLower().str(), "a\xC3\xA0");
 }
 
+// Every ASCII byte at every offset of the 8- and 16-byte fast paths, and mixed with a
+// multi-byte character right after.
+TEST(Utf8String, CaseMappingOfAsciiRuns) {
+    std::string all;
+    for (int b = 1; b < 128; ++b)
+        all.push_back(static_cast<char>(b));
+    for (std::size_t start = 0; start < 40; ++start) {
+        std::string const text = all.substr(start) + all.substr(0, start) + "\xC3\x89" + all;
+        EXPECT_EQ(CUtf8String(text.c_str()).MakeLower().str(), RefConvert(text, true)) << start;
+        EXPECT_EQ(CUtf8String(text.c_str()).MakeUpper().str(), RefConvert(text, false)) << start;
+    }
+}
+
 TEST(Utf8String, CompareNoCase) {
     EXPECT_EQ(CUtf8String("Stra\xC3\x9F"
                           "E")
