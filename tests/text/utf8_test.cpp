@@ -425,6 +425,29 @@ TEST(Utf8Differential, RandomInputs) {
 
 namespace {
 
+// Long ASCII runs with one sequence of interest somewhere: the block scan's long-run steps
+// must stop on it wherever it falls relative to their boundaries.
+TEST(Utf8Differential, LongAsciiRunsWithOneDisturbance) {
+    std::mt19937 rng(4242);
+    const char* disturbances[] = {"\xC3\xA9",         "\xC3",         "\x80", "\xE4\xB8\xAD",
+                                  "\xF0\x9F\x98\x80", "\xF0\x9F\x98", "\xFF", "\xC1\x81"};
+    std::vector<char> arena(2048 + 64);
+    for (int round = 0; round < 4000; ++round) {
+        std::size_t const len = 200 + rng() % 1500;
+        std::string text(len, 'a');
+        std::string const d = disturbances[rng() % 8];
+        text.replace(rng() % (len - 4), d.size(), d);
+        std::size_t const offset = rng() % 64;
+        std::memcpy(arena.data() + offset, text.c_str(), text.size() + 1);
+        const char* s = arena.data() + offset;
+        ASSERT_EQ(utf8_private::IsValidString(s), RefIsValidString(s)) << round;
+    }
+}
+
+} // namespace
+
+namespace {
+
 // Raw random bytes, in heap blocks of exactly their size plus the terminator, through every
 // primitive that walks text: under AddressSanitizer any read past a terminator or a buffer
 // shows.
