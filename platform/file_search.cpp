@@ -74,13 +74,30 @@ bool _CFileSearchImpl::_RetrieveCurrentEntyFileStat() {
     if (m_entry == nullptr)
         return false;
     _ComposeEntryPath();
-    // stat of the directory plus the entry's name, following symbolic links (a dangling one
-    // fails). Asked relative to the open directory it gives the same answer as the full path
-    // without the kernel walking that path again for every entry. Near the length limit the
-    // full path is used, so that it fails as a too-long name does.
-    if (m_entryPath.size() < kLongPathLength)
-        return ::fstatat(dirfd(m_dir), m_entry->d_name, &m_entryStat, 0) == 0;
-    return ::stat(m_entryPath.c_str(), &m_entryStat) == 0;
+    // stat of the directory plus the entry's name, following symbolic links: a dangling one
+    // fails, and so ends the listing.
+    //
+    // Once one entry of this listing could be stat'ed, the directory can be searched, so any
+    // entry that is no link (its type known from the listing and not DT_LNK) stats too, with
+    // the type the listing already gave: only that type is filled in, sparing the system call
+    // (the search runs two passes over every directory). Links, unknown types and paths near
+    // the length limit are always stat'ed. Stats are asked relative to the open directory,
+    // which gives the answer for the full path without the kernel walking that path again;
+    // near the length limit the full path itself is used, so that it fails as a too-long name
+    // does.
+    unsigned char const type = m_entry->d_type;
+    bool const longPath = m_entryPath.size() >= kLongPathLength;
+    if (m_entriesStatable && type != DT_UNKNOWN && type != DT_LNK && !longPath) {
+        m_entryStat = {};
+        m_entryStat.st_mode = DTTOIF(type);
+        return true;
+    }
+    int const rc = longPath ? ::stat(m_entryPath.c_str(), &m_entryStat)
+                            : ::fstatat(dirfd(m_dir), m_entry->d_name, &m_entryStat, 0);
+    if (rc != 0)
+        return false;
+    m_entriesStatable = true;
+    return true;
 }
 
 bool _CFileSearchImpl::_ReadNext() {
@@ -183,6 +200,7 @@ bool _CFileSearchImpl::IterateLocalFiles(const CString& directory) {
     _Close();
     m_currentDir = directory;
     m_dir = ::opendir(m_currentDir.GetString());
+    m_entriesStatable = false;
     if (m_dir == nullptr) {
         m_currentDir.Empty();
         return false;
@@ -211,6 +229,7 @@ bool _CFileSearchImpl::GetFirstDir(const CString& directory, CString& out) {
     // The current directory field, as the file pass left it (empty when that pass could not
     // open the directory, which then fails here too).
     m_dir = ::opendir(m_currentDir.GetString());
+    m_entriesStatable = false;
     if (m_dir == nullptr)
         return false;
     if (!_ReadNext()) {

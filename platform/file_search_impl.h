@@ -61,6 +61,8 @@ private:
     std::string m_entryPath;
     // Whether the pattern accepts every name ("*" or "*.*").
     bool m_matchesAll = false;
+    // Whether an entry of the open listing has been stat'ed successfully.
+    bool m_entriesStatable = false;
     // Entry paths from this length on are stat'ed by their full path: the system's limit (4096
     // with the terminator) decides about them.
     static constexpr std::size_t kLongPathLength = 4000;
