@@ -196,14 +196,14 @@ TEST(Utf8String, RoutesAndQueries) {
     s.ScrambleText();
     EXPECT_EQ(s.str(), "@@@@@@@");
 
+    CUtf8String const emoji("a\xF0\x9F\x98\x80"
+                            "b"),
+        cutText(std::string("\xE4"));
     std::vector<char16_t> seen;
-    for (auto it = CUtf8String("a\xF0\x9F\x98\x80"
-                               "b")
-                       .begin();
-         *it != 0; it++)
+    for (auto it = emoji.begin(); *it != 0; it++)
         seen.push_back(*it);
     EXPECT_EQ(seen, (std::vector<char16_t>{0x61, 0x3F, 0x62}));
-    auto cut = CUtf8String(std::string("\xE4")).begin(); // cut by the terminator
+    auto cut = cutText.begin(); // a sequence cut by the terminator
     EXPECT_EQ(*cut, 0x4000);
     EXPECT_EQ(*++cut, 0);
 }
