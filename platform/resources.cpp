@@ -1,4 +1,6 @@
 // Resource records and string lookup; this library's own string table and version record.
+#include "platform/bounded_copy.h"
+
 #include <platform/module.h>
 
 #include <cstring>
@@ -103,13 +105,7 @@ std::size_t LoadString(zulplatform::IModule* module, unsigned int id, char* buff
                        std::size_t size) {
     if (buffer == nullptr || size == 0 || module == nullptr)
         return 0;
-    const char* text = module->LoadString(id);
-    std::size_t const len = text != nullptr ? std::strlen(text) : 0;
-    std::size_t const n = len < size ? len : size - 1;
-    if (n != 0)
-        std::memcpy(buffer, text, n);
-    buffer[n] = 0;
-    return n;
+    return zulplatform::_CopyTruncated(module->LoadString(id), buffer, size);
 }
 
 } // namespace zulwin

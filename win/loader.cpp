@@ -2,6 +2,7 @@
 // executable's path, directory and name. A null module always means the host executable,
 // represented by the application object.
 #include "platform/app_instance.h"
+#include "platform/bounded_copy.h"
 
 #include <platform/files.h>
 
@@ -16,17 +17,6 @@
 namespace {
 
 std::atomic<unsigned int> g_errorMode{0};
-
-// Copies `text` into `buffer` whole when it fits, else its first size - 1 characters, and
-// always terminates. Returns the number of characters copied.
-std::size_t CopyTruncated(const char* text, char* buffer, std::size_t size) {
-    std::size_t const len = text != nullptr ? std::strlen(text) : 0;
-    std::size_t const n = len < size ? len : size - 1;
-    if (n != 0)
-        std::memcpy(buffer, text, n);
-    buffer[n] = 0;
-    return n;
-}
 
 const char* AppFullPath() {
     zulwin::CString& path = zulwin::_GetAppFullPath();
@@ -133,8 +123,8 @@ zulplatform::IModule* GetModuleHandle(const char* name) {
 std::size_t GetModuleFileName(zulplatform::IModule* module, char* buffer, std::size_t size) {
     if (buffer == nullptr || size == 0)
         return 0;
-    return CopyTruncated(module != nullptr ? module->GetModuleFileName() : AppFullPath(), buffer,
-                         size);
+    return zulplatform::_CopyTruncated(
+        module != nullptr ? module->GetModuleFileName() : AppFullPath(), buffer, size);
 }
 
 unsigned int SetErrorMode(unsigned int mode) {
