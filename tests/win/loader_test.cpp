@@ -115,6 +115,9 @@ TEST(ModuleFileName, BuffersAndPaths) {
     std::string const exe = full;
     EXPECT_EQ(std::string(zulplatform::GetAppDir()), Dir(exe) + "/");
     EXPECT_STREQ(zulplatform::GetExeName(), "win_tests");
+    // The application's own directories lie under its directory, not under the home directory.
+    EXPECT_EQ(zulplatform::GetAppUserDir(), (Dir(exe) + "/.config/").c_str());
+    EXPECT_EQ(zulplatform::GetDefaultAppDataDir(), (Dir(exe) + "/user_data/").c_str());
     EXPECT_EQ(zulplatform::GetModuleDir(nullptr), (Dir(exe) + "/").c_str());
 
     IModule* plugin = zulwin::LoadLibrary(SAMPLE_PLUGIN_PATH);
