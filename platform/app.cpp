@@ -71,8 +71,19 @@ bool CApp::IsValidSharedObject(ISharedObject* obj) const {
 
 void CApp::NotifyApp(AppNotification_t reason) {
     CLockGuard lock(m_lock);
+    // By index: an entry routine that registers a module (unsupported, but possible) must not
+    // invalidate the walk. A null entry has nobody to notify.
+    for (std::size_t i = 0; i < m_registry.size(); ++i)
+        if (ISharedObject* obj = m_registry[i])
+            obj->EntryPoint(obj, reason, nullptr);
+}
+
+bool CApp::IsRegisteredModule(const IModule* module) const {
+    CLockGuard lock(m_lock);
     for (ISharedObject* obj : m_registry)
-        obj->EntryPoint(obj, reason, nullptr);
+        if (obj != nullptr && static_cast<const IModule*>(obj) == module)
+            return true;
+    return false;
 }
 
 bool CApp::IsRunning() {

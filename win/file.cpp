@@ -67,10 +67,10 @@ int _XlatOpenFlags(unsigned int openFlags, int* oflag, unsigned int* mode) {
 void CFile::_SetCanonicalFileSpec(const char* fileName) {
     m_strFileName = fileName;
     if (m_strFileName.IsEmpty() || m_strFileName[0] != '/') {
+        // Without a current directory the prefix stays empty and the name is taken from the
+        // root.
         CString current;
-        // Without a current directory the name stays as given: no guessed absolute path.
-        if (!zulplatform::_GetCurrentDirectory(current))
-            return;
+        zulplatform::_GetCurrentDirectory(current);
         current += '/';
         current += m_strFileName;
         m_strFileName = std::move(current);

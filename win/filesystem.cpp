@@ -48,13 +48,6 @@ bool IsDirectory(const char* path) {
     return stat(path, &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// A dangling link does not "exist", yet opening it for writing would create its target
-// somewhere else: it counts as an existing target name.
-bool TargetNameTaken(const char* path) {
-    struct stat st;
-    return zulplatform::FileExists(path) || (lstat(path, &st) == 0 && S_ISLNK(st.st_mode));
-}
-
 } // namespace
 
 int CreateDirectory(const char* path, _SECURITY_ATTRIBUTES* /*sa*/) {
@@ -101,7 +94,9 @@ int CopyFile(const char* from, const char* to, int failIfExists) {
         return Fail(errorFileNotFound);
     if (IsDirectory(from))
         return Fail(errorAccessDenied);
-    if (TargetNameTaken(to)) {
+    // A dangling link does not exist: the copy goes through it and creates its target, as
+    // writing to the link's name does everywhere.
+    if (zulplatform::FileExists(to)) {
         if (failIfExists != 0)
             return Fail(errorAlreadyExists);
         if (unlink(to) != 0)

@@ -54,7 +54,9 @@ zulplatform::IModule* LoadLibrary(const char* name) {
     char file[4096];
     const char* toOpen = name;
     if (ext == nullptr) {
-        std::snprintf(file, sizeof file, "%s.so", name);
+        // A name too long for the buffer is not cut into another file's name.
+        if (std::snprintf(file, sizeof file, "%s.so", name) >= static_cast<int>(sizeof file))
+            return nullptr;
         toOpen = file;
     } else if (strcasecmp(ext, ".out") == 0) {
         // An executable, not a library: only the running one can be answered, and nothing is
@@ -98,10 +100,11 @@ void* GetProcAddress(zulplatform::IModule* module, const char* symbol) {
 }
 
 bool FreeLibrary(zulplatform::IModule* module) {
+    // The registry is asked first, by pointer only: the module may have been unloaded.
     zulplatform::CApp* app = zulplatform::_LiveApp();
-    auto* shared = dynamic_cast<zulplatform::ISharedObject*>(module);
-    if (app == nullptr || shared == nullptr || !app->IsValidSharedObject(shared))
+    if (app == nullptr || module == nullptr || !app->IsRegisteredModule(module))
         return false;
+    auto* shared = dynamic_cast<zulplatform::ISharedObject*>(module);
     void* handle = shared->GetHandle();
     return handle != nullptr && dlclose(handle) == 0;
 }
@@ -111,7 +114,8 @@ zulplatform::IModule* GetModuleHandle(const char* name) {
         return zulplatform::_LiveApp();
     char file[1024];
     if (std::strchr(name, '.') == nullptr) {
-        std::snprintf(file, sizeof file, "%s.so", name);
+        if (std::snprintf(file, sizeof file, "%s.so", name) >= static_cast<int>(sizeof file))
+            return nullptr;
         name = file;
     }
     zulplatform::IModule* module = LoadLibrary(name);

@@ -290,13 +290,16 @@ bool _GetCurrentDirectory(zulwin::CString& out);
 
 class CFileSearch {
 public:
+    // Its two virtual operations are its whole table; it is never deleted through this type.
     class IFsCallback {
     public:
-        virtual ~IFsCallback() = default;
         // A matching regular file; returning true stops the whole search.
         virtual bool OnFile(const char* path) = 0;
         // A subdirectory of a recursive search, after its subtree; true stops the search.
         virtual bool OnDirectory(const char* path);
+
+    protected:
+        ~IFsCallback() = default;
     };
 
     // Reports the regular files of `directory` (the current directory when empty) whose names

@@ -253,7 +253,8 @@ void _ReleaseSignal(int sig);
 
 // While it lives, SIGSEGV, SIGBUS, SIGILL and SIGFPE become a thrown int -1 at the faulting
 // instruction, SIGTERM sets the termination flag, and SIGPIPE is ignored. Use one scope, from
-// one thread, around the main loop.
+// one thread, around the main loop. A catch sees such a fault only when the compiler kept it:
+// build the code that may fault, and the code that catches, with -fnon-call-exceptions.
 class CSignalScope {
 public:
     CSignalScope();
@@ -308,6 +309,9 @@ public:
     void AddSharedObject(ISharedObject* obj);
     void RemoveSharedObject(ISharedObject* obj);
     bool IsValidSharedObject(ISharedObject* obj) const;
+    // Whether `module` is a registered shared object, comparing pointers only: safe to ask
+    // about a module object that may no longer exist.
+    bool IsRegisteredModule(const IModule* module) const;
     // Calls EntryPoint(obj, reason, nullptr) on every registered object in registration order,
     // holding the lock throughout. Registering or unregistering from inside is not supported.
     void NotifyApp(AppNotification_t reason);

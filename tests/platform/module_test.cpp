@@ -174,6 +174,8 @@ TEST(SharedObject, EntryPointAndNotifications) {
     EXPECT_FALSE(app->IsValidSharedObject(nullptr));
     app->AddSharedObject(nullptr);
     EXPECT_TRUE(app->IsValidSharedObject(nullptr));
+    app->NotifyApp(zulplatform::AppThreadAttach); // a null entry has nobody to notify
+    EXPECT_FALSE(app->IsRegisteredModule(nullptr));
     app->RemoveSharedObject(nullptr);
     zulplatform::DestroySharedObject(nullptr);
     g_calls = nullptr;

@@ -93,15 +93,16 @@ TEST_F(WinFileSystem, CopyFileAndMoveFile) {
     // A directory can be neither unlinked nor opened; a target below a file or too long neither.
     for (const char* to : {"no/dir", "a/below", huge.c_str(), "sub"})
         EXPECT_EQ(Outcome(CopyFile, "a", to, 0), "0/5") << to;
-    for (const char* to : {"b", "dangling"}) // a dangling link is there too
-        EXPECT_EQ(Outcome(CopyFile, "a", to, 1), "0/183") << to;
-    // Replacing unlinks the target first: a link is replaced, not written through.
-    for (const char* to : {"b", "link", "dangling"}) {
+    EXPECT_EQ(Outcome(CopyFile, "a", "b", 1), "0/183");
+    // A dangling link does not exist: the copy goes through it and creates its target.
+    EXPECT_EQ(Outcome(CopyFile, "a", "dangling", 1), "1/0");
+    EXPECT_EQ(ReadFile("nowhere"), "new");
+    // Replacing unlinks an existing target first: a link is replaced, not written through.
+    for (const char* to : {"b", "link"}) {
         EXPECT_EQ(Outcome(CopyFile, "a", to, 0), "1/0") << to;
         EXPECT_EQ(ReadFile(to), "new");
     }
     EXPECT_EQ(ReadFile("real"), "keep me");
-    EXPECT_FALSE(Exists("nowhere"));
     // Moving copies, then unlinks the source: never a rename, which would carry the second link
     // "a2" along (it ends as the only link to the old file). Only flag 0x1 replaces.
     ASSERT_EQ(link("a", "a2"), 0);
