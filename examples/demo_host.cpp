@@ -81,7 +81,9 @@ void ShowRuntime(int texts) {
     std::printf("another instance running: %s\n",
                 zulplatform::IsAppInstanceRunning() ? "yes" : "no");
 
-    zulplatform::IModule* library = zulplatform::GetInstance();
+    // The library's module object, found the way the loader finds any module's: by its
+    // unmangled GetModule export (the host has no module object of its own but the application).
+    zulplatform::IModule* library = zulwin::GetModuleHandle("libplatform.so." PLATFORM_SOVERSION);
     CVersionInfo const version(library);
     CString text;
     version.Format(text);

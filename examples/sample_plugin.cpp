@@ -1,14 +1,14 @@
-// A sample plug-in module of the family. It follows the module protocol:
+// A sample plug-in module of the family. It follows the module protocol, written for it by
+// PLATFORM_MODULE_ENTRY (<platform/module_entry.h>):
 //  - its own resource record (string table and version record), filled at attach;
-//  - its own entry routine (DllMain) and instance slot;
-//  - a load-time constructor that creates, registers and attaches its shared object, and a
-//    load-time destructor that detaches and destroys it;
-//  - the unmangled GetModule export through which LoadLibrary finds its module object.
-// Its per-module functions have internal linkage so that they can never be confused with the
-// library's functions of the same names and roles.
+//  - its own entry routine (DllMain), with internal linkage like every per-module function, so
+//    that it can never be confused with another module's function of the same name and role;
+//  - the instance slot, the load-time constructor and destructor, and the unmangled GetModule
+//    export through which LoadLibrary finds its module object.
 //
 // For demonstration and tests it also exports a few plain functions, and, when the environment
-// variable SAMPLE_PLUGIN_EVIDENCE names a file, appends a line there for each attach and detach.
+// variable SAMPLE_PLUGIN_EVIDENCE names a file, appends a line there for each attach and detach
+// and says whether its shared object is still registered once its destructor has run.
 #include <platform/platform.h>
 
 #include <atomic>
@@ -16,11 +16,11 @@
 #include <cstdlib>
 #include <cstring>
 
-namespace sample_plugin {
 namespace {
 
-zulplatform::IModule* g_instance = nullptr;
 std::atomic<unsigned> g_notifications[4];
+// The module's shared object, as its entry routine received it at attach.
+zulplatform::ISharedObject* g_shared = nullptr;
 
 zulplatform::CResourceData& GetResourceData() {
     static zulplatform::CResourceData data;
@@ -60,7 +60,7 @@ int DllMain(zulplatform::IModule* module, unsigned int reason, void*) {
     if (reason < 4)
         g_notifications[reason].fetch_add(1);
     if (reason == zulplatform::AppProcessAttach) {
-        g_instance = module;
+        g_shared = dynamic_cast<zulplatform::ISharedObject*>(module);
         InitResources();
         LeaveEvidence("attach");
     } else if (reason == zulplatform::AppProcessDetach) {
@@ -69,53 +69,39 @@ int DllMain(zulplatform::IModule* module, unsigned int reason, void*) {
     return 1;
 }
 
-__attribute__((constructor)) void init_dll() {
-    zulplatform::ISharedObject* obj = zulplatform::CreateSharedObject(DllMain, GetResourceData());
-    if (obj == nullptr)
-        zulplatform::CException::Throw(-1);
-    // Qualified: the arguments would otherwise also find the library's DllMain.
-    sample_plugin::DllMain(obj, zulplatform::AppProcessAttach, nullptr);
-}
-
-__attribute__((destructor)) void release_dll() {
-    auto* obj = dynamic_cast<zulplatform::ISharedObject*>(g_instance);
-    if (obj == nullptr)
-        return;
-    sample_plugin::DllMain(obj, zulplatform::AppProcessDetach, nullptr);
-    zulplatform::DestroySharedObject(obj);
-    auto* app = static_cast<zulplatform::CApp*>(zulplatform::GetAppInstance());
-    LeaveEvidence(app->IsValidSharedObject(obj) ? "still registered" : "unregistered");
+// Runs after the module's own load-time destructor (a destructor of smaller priority runs
+// later), when its shared object has been destroyed: is it still in the application object's
+// registry? At process exit the application object is gone before the modules, and then
+// nothing is registered.
+__attribute__((destructor(1000))) void WitnessUnregistration() {
+    auto* app = static_cast<zulplatform::CApp*>(zulwin::AfxGetInstanceHandle());
+    bool const registered = app != nullptr && app->IsValidSharedObject(g_shared);
+    LeaveEvidence(registered ? "still registered" : "unregistered");
 }
 
 } // namespace
-} // namespace sample_plugin
 
-using sample_plugin::g_instance;
-using sample_plugin::g_notifications;
+PLATFORM_MODULE_ENTRY(DllMain, GetResourceData)
 
 extern "C" {
 
-zulplatform::IModule* GetModule() {
-    return g_instance;
-}
-
 // Formats the plug-in's greeting (string 2) for `name` into `out`.
-int sample_plugin_greet(const char* name, char* out, unsigned long size) {
+PLATFORM_MODULE_EXPORT int sample_plugin_greet(const char* name, char* out, unsigned long size) {
     zulwin::CString format, text;
-    format.LoadString(g_instance, 2);
+    format.LoadString(zulplatform::ThisModule(), 2);
     text.Format(format.GetString(), name);
     return static_cast<int>(lstrcpyn(out, text.GetString(), size) != nullptr ? text.GetLength()
                                                                              : 0);
 }
 
 // How many times the entry routine saw `reason`.
-unsigned sample_plugin_notifications(unsigned reason) {
+PLATFORM_MODULE_EXPORT unsigned sample_plugin_notifications(unsigned reason) {
     return reason < 4 ? g_notifications[reason].load() : 0;
 }
 
 // What a plug-in's attach branch would do to stop thread notifications.
-int sample_plugin_disable_thread_calls() {
-    return zulplatform::DisableThreadLibCalls(g_instance) ? 1 : 0;
+PLATFORM_MODULE_EXPORT int sample_plugin_disable_thread_calls() {
+    return zulplatform::DisableThreadLibCalls(zulplatform::ThisModule()) ? 1 : 0;
 }
 
 } // extern "C"

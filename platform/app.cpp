@@ -1,8 +1,12 @@
 // The application object: the host executable as a module, the registry of the family's
 // shared objects, the current resource module, and the single-instance check.
-#include "platform/app_instance.h"
+#include "platform/internal/app_instance.h"
+#include "platform/internal/library_entry.h"
+#include "platform/internal/limits.h"
 
-#include <platform/system.h>
+#include <platform/app.h>
+#include <platform/loader.h>
+#include <platform/locations.h>
 
 #include <dlfcn.h>
 #include <fcntl.h>
@@ -38,7 +42,7 @@ CApp::CApp() : m_linked(_GetLocalResourceData(), nullptr) {
     dlerror();
     if (void* handle = dlopen(nullptr, RTLD_LAZY))
         m_linked.SetHandle(handle);
-    char path[4096] = {};
+    char path[kMaxPath] = {};
     if (zulwin::GetModuleFileName(nullptr, path, sizeof path) != 0)
         m_linked.SetModuleFileName(path);
     m_resourceModule = this;
@@ -127,22 +131,3 @@ bool IsAppInstanceRunning() {
 }
 
 } // namespace zulplatform
-
-namespace zulwin {
-
-zulplatform::IModule* AfxGetResourceHandle() {
-    zulplatform::CApp* app = zulplatform::_LiveApp();
-    return app != nullptr ? app->GetSysResource() : nullptr;
-}
-
-void AfxSetResourceHandle(zulplatform::IModule* module) {
-    zulplatform::CApp* app = zulplatform::_LiveApp();
-    if (module != nullptr && app != nullptr)
-        app->SetSysResource(*module);
-}
-
-zulplatform::IModule* AfxGetInstanceHandle() {
-    return zulplatform::_LiveApp();
-}
-
-} // namespace zulwin

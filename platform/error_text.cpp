@@ -1,7 +1,7 @@
 // Message texts for error codes, for logs and dialogs.
 
-#include <platform/strings.h>
-#include <platform/system.h>
+#include <platform/cstring.h>
+#include <platform/last_error.h>
 
 #include <cstdio>
 #include <cstring>

@@ -1,5 +1,5 @@
 // The value exception of the library.
-#include <platform/files.h>
+#include <platform/exception.h>
 
 namespace zulplatform {
 

@@ -1,7 +1,11 @@
 // File search: the regular files of a directory (optionally of its whole subtree) whose names
 // match a wildcard pattern, reported to a callback.
 
-#include "platform/file_search_impl.h"
+#include "platform/internal/file_search_impl.h"
+#include "platform/internal/limits.h"
+
+#include <platform/file.h>
+#include <platform/filesystem.h>
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -172,7 +176,7 @@ bool _CFileSearchImpl::_CheckForLengthExtensionChars(const CString& path) {
 bool _CFileSearchImpl::GetCurrentDir(CString& out) {
     // The buffer has room for any path getcwd can give, so a current directory that grows
     // between the length query and the copy cannot overrun it.
-    char buffer[4097];
+    char buffer[kPathBufferSize];
     unsigned int const length = zulwin::GetCurrentDirectory(sizeof buffer, buffer);
     if (length == 0 || length >= sizeof buffer)
         return false;

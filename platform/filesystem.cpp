@@ -1,6 +1,12 @@
 // File-system utilities of the library's own family: boolean or POSIX-style results, no last
 // error.
-#include <platform/files.h>
+#include "platform/internal/limits.h"
+#include "win/internal/filetime.h"
+
+#include <platform/file.h>
+#include <platform/file_search.h>
+#include <platform/filesystem.h>
+#include <platform/safe_string.h>
 
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -18,18 +24,8 @@ namespace zulplatform {
 
 namespace {
 
-constexpr std::size_t kMaxPathLength = 4096;
 // CreatePath works on copies cut to this many characters.
-constexpr std::size_t kCreatePathCopyLength = 4095;
-
-constexpr unsigned int kDirectoryBit = 0x4000;
-
-// FILETIME arithmetic for modification times: ticks since 1601-01-01 of the Unix epoch, ticks
-// per second, the first Unix second past the supported range and the largest valid value.
-constexpr unsigned long kUnixEpochTicks = 116444736000000000UL;
-constexpr unsigned long kTicksPerSecond = 10000000UL;
-constexpr unsigned long kFirstUnsupportedSecond = 32535216000UL;
-constexpr unsigned long kMaxFileTime = 0x7FFF35F4F06C58F0UL;
+constexpr std::size_t kCreatePathCopyLength = kMaxPath - 1;
 
 bool StatSucceeds(const char* path) {
     struct stat st;
@@ -44,9 +40,9 @@ bool IsDriveRoot(const char* path) {
 
 // Kept out of line so that its buffer does not land in the frames of callers that recurse.
 __attribute__((noinline)) bool ExistsWithoutTrailingSlashes(const char* path, std::size_t length) {
-    if (length > kMaxPathLength)
+    if (length > kMaxPath)
         return false;
-    char trimmed[kMaxPathLength + 1];
+    char trimmed[kMaxPath + 1];
     std::memcpy(trimmed, path, length + 1);
     std::size_t end = length - 1;
     while (end > 0 && trimmed[end] == '/')
@@ -83,6 +79,10 @@ public:
 };
 
 } // namespace
+
+bool IsValidFile(const zulwin::CFile& file) {
+    return static_cast<int>(file) != zulwin::CFile::hFileNull;
+}
 
 bool FileExists(const char* path) noexcept {
     if (path == nullptr || *path == '\0')
@@ -199,8 +199,9 @@ unsigned long GetLastModificationTime(const char* path) noexcept {
     if (stat(path, &st) != 0)
         return 0;
     // Whole seconds only; times before 1970 read as huge unsigned values and clamp too.
+    using namespace zulwin::filetime;
     const unsigned long seconds = static_cast<unsigned long>(st.st_mtim.tv_sec);
-    if (seconds >= kFirstUnsupportedSecond)
+    if (seconds >= kFirstUnsupportedUnixSecond)
         return kMaxFileTime;
     const unsigned long ticks = seconds * kTicksPerSecond + kUnixEpochTicks;
     return ticks > kMaxFileTime ? kMaxFileTime : ticks;

@@ -1,24 +1,26 @@
 // This library as a module of the family: its instance slot, entry routine, and the load-time
-// constructor and destructor that create, attach, detach and destroy its shared object.
-//
-// Load-time constructors of the library run in this order (ELF constructor priorities):
-//   101 PlatformExceptionInit, 102 init_dll, 103 the signal table, 104 the invalid path
-//   characters.
-// So everything init_dll reaches must be constant-initialised or a function-local static.
-#include <platform/files.h>
-#include <platform/module.h>
+// constructor and destructor that create, attach, detach and destroy its shared object. The
+// protocol is the one PLATFORM_MODULE_ENTRY writes for other modules, with the load-time
+// priorities the library's own start-up order needs (see library_entry.h).
+#include "platform/internal/library_entry.h"
+
+#include <platform/app.h>
+#include <platform/exception.h>
+#include <platform/module_entry.h>
+
+// The instance slot, shared with ThisModule(); hidden like every module's.
+extern "C" {
+zulplatform::IModule* zulplatform_module_instance = nullptr;
+}
 
 namespace zulplatform {
-namespace {
-IModule* g_instance = nullptr;
-} // namespace
 
 IModule* GetInstance() {
-    return g_instance;
+    return zulplatform_module_instance;
 }
 
 void* _GetInstance() {
-    return &g_instance;
+    return &zulplatform_module_instance;
 }
 
 void InitLib() {}
@@ -29,7 +31,7 @@ void ThreadDetachLib() {}
 int DllMain(IModule* module, unsigned int reason, void* /*reserved*/) {
     switch (reason) {
     case AppProcessAttach:
-        g_instance = module;
+        zulplatform_module_instance = module;
         InitResources();
         InitLib();
         break;

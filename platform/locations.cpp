@@ -1,12 +1,16 @@
 // The process environment and the places derived from it: country code, the application's
 // own directories and the Java runtime root.
-#include <platform/files.h>
-#include <platform/module.h>
-#include <platform/system.h>
+#include <platform/filesystem.h>
+#include <platform/loader.h>
+#include <platform/locations.h>
+#include <platform/path.h>
+#include <platform/safe_string.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <mutex>
 #include <stdexcept>
 #include <string>
 
@@ -98,20 +102,25 @@ CString GetDefaultAppDataDir() {
 }
 
 char const* GetJavaPath() {
-    // Filled by the first successful call; a failure leaves it empty so that a later call
-    // searches again.
+    // Filled by the first successful call, under a lock so that threads asking at the same time
+    // search once; a failure leaves it empty so that a later call searches again. Once filled it
+    // never changes, so the text handed out stays valid.
+    static std::mutex fillLock;
+    static std::atomic<bool> found{false};
     static CString root;
-    if (!root.IsEmpty())
+    if (found.load(std::memory_order_acquire))
         return root.GetString();
-
-    CString candidate = FindJvmLibraryDirectory();
-    if (candidate.IsEmpty())
-        candidate = ResolveJavaOnSearchPath();
-
-    CString result = FindRuntimeRoot(candidate);
-    if (result.GetLength() < kMinJavaRootLength)
-        throw std::runtime_error("Error caught trying to parse root jre location.");
-    root = result + "/";
+    std::lock_guard<std::mutex> lock(fillLock);
+    if (!found.load(std::memory_order_relaxed)) {
+        CString candidate = FindJvmLibraryDirectory();
+        if (candidate.IsEmpty())
+            candidate = ResolveJavaOnSearchPath();
+        CString result = FindRuntimeRoot(candidate);
+        if (result.GetLength() < kMinJavaRootLength)
+            throw std::runtime_error("Error caught trying to parse root jre location.");
+        root = result + "/";
+        found.store(true, std::memory_order_release);
+    }
     return root.GetString();
 }
 

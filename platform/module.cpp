@@ -1,7 +1,8 @@
 // Module objects: CModule, CLinkedObject, CSharedObject, and the shared-object lifecycle.
-#include "platform/app_instance.h"
+#include "platform/internal/app_instance.h"
+#include "platform/internal/path_util.h"
 
-#include <platform/files.h>
+#include <platform/module_object.h>
 
 #include <dlfcn.h>
 
@@ -68,16 +69,9 @@ ISharedObject* CreateSharedObject(EntryRoutine_t entry, const CResourceData& dat
     if (dladdr(reinterpret_cast<void*>(entry), &info) == 0 || info.dli_fname == nullptr)
         return nullptr;
     zulwin::CString name(info.dli_fname);
-    // A module loaded through a relative name is reported relative to the current directory.
-    if (name.Left(2) == ".." || name.GetAt(0) != '/') {
-        zulwin::CString full;
-        if (_GetCurrentDirectory(full)) {
-            full += "/";
-            full += name;
-            ResolveFullPath(full);
-            name = full;
-        }
-    }
+    // A module loaded through a relative name is reported relative to the current directory;
+    // when that cannot be read, the name stays as reported.
+    _MakeAbsolute(name);
     auto* obj = new CSharedObject(entry, data, name.GetString());
     if (CApp* app = _LiveApp())
         app->AddSharedObject(obj);
@@ -101,11 +95,3 @@ bool DisableThreadLibCalls(IModule* module) {
 }
 
 } // namespace zulplatform
-
-namespace zulwin {
-
-bool DisableThreadLibraryCalls(zulplatform::IModule* module) {
-    return zulplatform::DisableThreadLibCalls(module);
-}
-
-} // namespace zulwin

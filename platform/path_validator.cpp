@@ -1,5 +1,7 @@
 // Normalisation and judgement of user-supplied paths.
-#include <platform/files.h>
+#include "platform/internal/limits.h"
+
+#include <platform/path.h>
 
 #include <cstring>
 #include <vector>
@@ -11,7 +13,6 @@ namespace zulplatform {
 namespace {
 
 constexpr long kMinPathLength = 2;
-constexpr long kMaxPathLength = 4096;
 
 enum : unsigned int {
     resultValid = 0,
@@ -63,7 +64,7 @@ unsigned int CPathValidator::Validate(CString& path, flags f, IDriveInfo& /*driv
     NormaliseSeparators(path);
     if (path.GetLength() < kMinPathLength)
         return resultTooShort;
-    if (path.GetLength() > kMaxPathLength)
+    if (path.GetLength() > static_cast<long>(kMaxPath))
         return resultTooLong;
     if (HoldsInvalidCharacter(path))
         return resultInvalidCharacter;
@@ -92,7 +93,7 @@ unsigned int CPathValidator::ValidateSyntax(CString& path, flags f) {
 unsigned int CPathValidator::ValidateLength(const CString& path) {
     if (path.GetLength() < kMinPathLength)
         return resultTooShort;
-    if (path.GetLength() > kMaxPathLength)
+    if (path.GetLength() > static_cast<long>(kMaxPath))
         return resultTooLong;
     return resultValid;
 }

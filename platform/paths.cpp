@@ -1,7 +1,10 @@
 // String-level path handling: CPath, the canonical form of absolute paths, the current
 // directory and the (empty) drive information of this platform.
-#include <platform/files.h>
-#include <platform/system.h>
+#include "platform/internal/limits.h"
+#include "platform/internal/path_util.h"
+
+#include <platform/filesystem.h>
+#include <platform/path.h>
 
 #include <algorithm>
 #include <cstring>
@@ -18,9 +21,6 @@ class drive_info_t final : public IDriveInfo {
 public:
     bool HasDriveLetters() const override { return false; }
 };
-
-// Room for the longest path getcwd can report, plus its terminator.
-constexpr unsigned int kCurrentDirBufferSize = 4097;
 
 } // namespace
 
@@ -130,10 +130,23 @@ bool ResolveFullPath(CString& path) {
 }
 
 bool _GetCurrentDirectory(CString& out) {
-    char buffer[kCurrentDirBufferSize];
-    if (zulwin::GetCurrentDirectory(kCurrentDirBufferSize - 1, buffer) == 0)
+    char buffer[kPathBufferSize];
+    if (zulwin::GetCurrentDirectory(kMaxPath, buffer) == 0)
         return false;
     out = buffer;
+    return true;
+}
+
+bool _MakeAbsolute(CString& path) {
+    if (!path.IsEmpty() && path[0] == '/')
+        return true;
+    CString full;
+    if (!_GetCurrentDirectory(full))
+        return false;
+    full += "/";
+    full += path;
+    ResolveFullPath(full);
+    path = std::move(full);
     return true;
 }
 

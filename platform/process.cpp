@@ -1,7 +1,9 @@
 // Process services: the recursive mutex, process and thread identifiers, the processor count,
 // and the first load-time hook of the library.
-#include <platform/files.h>
-#include <platform/module.h>
+#include "platform/internal/library_entry.h"
+
+#include <platform/exception.h>
+#include <platform/process.h>
 
 #include <pthread.h>
 #include <sys/syscall.h>

@@ -1,7 +1,10 @@
 // Resource records and string lookup; this library's own string table and version record.
-#include "platform/bounded_copy.h"
+#include "platform/internal/build_time.h"
+#include "platform/internal/library_entry.h"
 
-#include <platform/module.h>
+#include <platform/module_object.h>
+#include <platform/resources.h>
+#include <platform/version.h>
 
 #include <cstring>
 #include <string>
@@ -65,8 +68,8 @@ void InitResources() {
         "libplatform",
         "Copyright (c) The libplatform developers",
         "libplatform",
-        {1, 1, 271, 0},
-        {1, 1, 271, 0},
+        {PLATFORM_VERSION_MAJOR, PLATFORM_VERSION_MINOR, PLATFORM_VERSION_PATCH, 0},
+        {PLATFORM_VERSION_MAJOR, PLATFORM_VERSION_MINOR, PLATFORM_VERSION_PATCH, 0},
         0,
     };
     // std::stol gives exactly the contract wanted: invalid_argument / out_of_range with the
@@ -98,14 +101,3 @@ bool IsMappedImage(IModule* module) {
 }
 
 } // namespace zulplatform
-
-namespace zulwin {
-
-std::size_t LoadString(zulplatform::IModule* module, unsigned int id, char* buffer,
-                       std::size_t size) {
-    if (buffer == nullptr || size == 0 || module == nullptr)
-        return 0;
-    return zulplatform::_CopyTruncated(module->LoadString(id), buffer, size);
-}
-
-} // namespace zulwin

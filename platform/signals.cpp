@@ -34,8 +34,10 @@
 // - SIGSEGV etc. sent by kill() are redirected the same way, throwing wherever the thread was.
 // - x86-64 only; and a hardware shadow stack, if a process enabled one, would not know the
 //   pushed frame.
-#include <platform/files.h>
-#include <platform/module.h>
+#include "platform/internal/signal_table.h"
+
+#include <platform/exception.h>
+#include <platform/signals.h>
 
 #include <signal.h>
 #include <ucontext.h>

@@ -1,5 +1,6 @@
 // CVersionInfo: a module's version record copied into owned strings and numbers.
-#include <platform/module.h>
+#include <platform/loader.h>
+#include <platform/version_info.h>
 
 CVersionInfo::CVersionInfo(zulplatform::IModule* module) {
     _Clear();

@@ -1,9 +1,9 @@
-#include "text/case_map.h"
+#include "text/internal/case_map.h"
+
+#include <platform/utf8.h>
 
 #include <algorithm>
 #include <iterator>
-
-#include "platform/unicode.h"
 
 namespace utf8_private {
 

@@ -3,8 +3,8 @@
 // The bounded functions report failure by throwing zulplatform::CException with an errno number
 // (or -4 for formatting) rather than returning it, so callers that ignore results still stop.
 
-#include <platform/files.h>
-#include <platform/strings.h>
+#include <platform/exception.h>
+#include <platform/safe_string.h>
 
 #include <algorithm>
 #include <cctype>

@@ -4,7 +4,7 @@
 // forms, no encoded surrogates, nothing above U+10FFFF); the rest is dropped. Validation and
 // conversion happen in one pass: the output is sized for the worst case (one unit per input
 // byte), filled, and cut to what was produced.
-#include "text/utf8_internal.h"
+#include "text/internal/utf8.h"
 
 #include <emmintrin.h>
 

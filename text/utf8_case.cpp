@@ -6,8 +6,8 @@
 // leads decode to NUL). The fast routes below produce exactly those bytes: ASCII runs are
 // converted sixteen bytes at a time in place, sequences whose mapped form has the same length are
 // rewritten in place, and only from the first length change on is the rest rebuilt.
-#include "text/case_map.h"
-#include "text/utf8_internal.h"
+#include "text/internal/case_map.h"
+#include "text/internal/utf8.h"
 
 #include <emmintrin.h>
 

@@ -1,6 +1,6 @@
 // UTF-8 codec primitives: the sequence-length table, the light and strict validators, decoding
 // and encoding of single code points, and UTF-16 to UTF-8 appending.
-#include "text/utf8_internal.h"
+#include "text/internal/utf8.h"
 
 #include <cstring>
 

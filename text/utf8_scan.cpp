@@ -15,9 +15,10 @@
 // Reading NUL-terminated text in blocks: the scan reads whole 64-byte blocks aligned to 64
 // bytes. An aligned block never crosses a page boundary, so reading the bytes of the block that
 // lie after the terminator cannot fault, and the masks drop them before they can influence the
-// result (the same technique the C library's strlen uses). AddressSanitizer cannot know this, so
-// the two block kernels are excluded from its instrumentation.
-#include "text/utf8_internal.h"
+// result (the same technique the C library's strlen uses). The sanitizers cannot know this
+// (those bytes may belong to a freed or a neighbouring block), so the two block kernels are
+// excluded from the address and thread instrumentation.
+#include "text/internal/utf8.h"
 
 #include <immintrin.h>
 
@@ -94,8 +95,8 @@ __attribute__((target("avx2"))) inline BlockMasks MasksAvx2(__m256i a, __m256i b
     return m;
 }
 
-__attribute__((target("avx2"), no_sanitize_address)) bool ScanAvx2(const char* s,
-                                                                   std::size_t& len) {
+__attribute__((target("avx2"), no_sanitize("address", "thread"))) bool ScanAvx2(const char* s,
+                                                                                std::size_t& len) {
     std::uintptr_t const off = reinterpret_cast<std::uintptr_t>(s) & (kBlock - 1);
     auto const* block = reinterpret_cast<const __m256i*>(s - off);
     std::uint64_t carry = 0;
@@ -162,7 +163,7 @@ inline BlockMasks MasksSse2(const __m128i* v) {
     return m;
 }
 
-__attribute__((no_sanitize_address)) bool ScanSse2(const char* s, std::size_t& len) {
+__attribute__((no_sanitize("address", "thread"))) bool ScanSse2(const char* s, std::size_t& len) {
     std::uintptr_t const off = reinterpret_cast<std::uintptr_t>(s) & (kBlock - 1);
     auto const* block = reinterpret_cast<const __m128i*>(s - off);
     std::uint64_t carry = 0;

@@ -1,6 +1,6 @@
 // CUtf8String: construction, the acceptance rule, appending, code-point counting, and the
 // byte-position editing of zulplatform::_CUtf8String.
-#include "text/utf8_internal.h"
+#include "text/internal/utf8.h"
 
 #include <cstring>
 #include <utility>

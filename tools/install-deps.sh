@@ -4,7 +4,7 @@
 # works without them.
 set -euo pipefail
 
-required=(cmake g++ make pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
+required=(cmake g++ clang-14 make pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
 optional=(libicu-dev)
 
 missing=()

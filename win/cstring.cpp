@@ -1,9 +1,10 @@
 // zulwin::CString: a thin layer over zulplatform::_CUtf8String. Every edit goes through the
 // UTF-8 value's own routes so that the acceptance rule and the position semantics live in one
 // place; this file only maps the string-class interface onto them.
-#include <platform/files.h>
-#include <platform/module.h>
-#include <platform/strings.h>
+#include <platform/app.h>
+#include <platform/cstring.h>
+#include <platform/exception.h>
+#include <platform/module_object.h>
 
 #include <algorithm>
 #include <cstdio>
@@ -607,20 +608,3 @@ CString operator+(const CString& a, const char16_t* b) {
 }
 
 } // namespace zulwin
-
-namespace zulplatform {
-
-zulwin::CString CStringFromUtf8String(char const* s) {
-    return zulwin::CString(s);
-}
-
-zulwin::CString CStringFromUtf8String(CUtf8String const& u) {
-    return zulwin::CString(u.c_str());
-}
-
-zulwin::CString CStringFromUtf16String(char16_t const* s) {
-    const CUtf8String u(s, CUtf8String::default_max_utf8_bytes);
-    return zulwin::CString(u.c_str());
-}
-
-} // namespace zulplatform

@@ -3,8 +3,8 @@
 // Elements live on the heap, one allocation each, so references handed out by operator[] stay
 // valid while other elements are added or removed.
 
-#include <platform/files.h>
-#include <platform/strings.h>
+#include <platform/cstring_array.h>
+#include <platform/exception.h>
 
 #include <algorithm>
 

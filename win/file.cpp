@@ -1,6 +1,9 @@
 // CFile: an unbuffered binary file over one POSIX descriptor that throws CFileException*.
+#include "platform/internal/path_util.h"
 
-#include <platform/files.h>
+#include <platform/file.h>
+#include <platform/filesystem.h>
+#include <platform/path.h>
 
 #include <cerrno>
 #include <fcntl.h>
@@ -66,15 +69,9 @@ int _XlatOpenFlags(unsigned int openFlags, int* oflag, unsigned int* mode) {
 
 void CFile::_SetCanonicalFileSpec(const char* fileName) {
     m_strFileName = fileName;
-    if (m_strFileName.IsEmpty() || m_strFileName[0] != '/') {
-        // Without a current directory the prefix stays empty and the name is taken from the
-        // root.
-        CString current;
-        zulplatform::_GetCurrentDirectory(current);
-        current += '/';
-        current += m_strFileName;
-        m_strFileName = std::move(current);
-    }
+    // Without a current directory the name is taken from the root.
+    if (!zulplatform::_MakeAbsolute(m_strFileName))
+        m_strFileName = "/" + m_strFileName;
     zulplatform::ResolveFullPath(m_strFileName);
 }
 
@@ -235,11 +232,3 @@ void CFile::Remove(const char* fileName) {
 }
 
 } // namespace zulwin
-
-namespace zulplatform {
-
-bool IsValidFile(const zulwin::CFile& file) {
-    return static_cast<int>(file) != zulwin::CFile::hFileNull;
-}
-
-} // namespace zulplatform

@@ -1,7 +1,9 @@
 // The exceptions thrown by pointer, the file exception's messages, and the translation of errno
 // values into file-error causes.
-#include <platform/files.h>
-#include <platform/module.h>
+#include "platform/internal/library_entry.h"
+
+#include <platform/file_exception.h>
+#include <platform/module_object.h>
 
 #include <array>
 #include <cerrno>

@@ -1,6 +1,9 @@
 // Windows-named file-system functions: 1 for success, 0 for failure, and the last error.
-#include <platform/files.h>
-#include <platform/system.h>
+#include "platform/internal/limits.h"
+
+#include <platform/file.h>
+#include <platform/filesystem.h>
+#include <platform/last_error.h>
 
 #include <sys/stat.h>
 #include <unistd.h>
@@ -11,20 +14,7 @@ namespace zulwin {
 
 namespace {
 
-enum : unsigned int {
-    errorSuccess = 0,
-    errorFileNotFound = 2,
-    errorPathNotFound = 3,
-    errorAccessDenied = 5,
-    errorInvalidData = 13,
-    errorInvalidParameter = 87,
-    errorAlreadyExists = 183,
-};
-
-constexpr unsigned int kDirectoryBit = 0x4000;
 constexpr mode_t kDirectoryMode = 0770;
-// Room for the longest path getcwd can report, plus its terminator.
-constexpr std::size_t kCurrentDirBufferSize = 4097;
 constexpr unsigned long kCopyChunk = 16384;
 constexpr unsigned int kMoveReplaceExisting = 0x1;
 
@@ -38,7 +28,7 @@ int Fail(unsigned int error) {
 }
 
 int Succeed() {
-    SetLastError(errorSuccess);
+    SetLastError(ERROR_SUCCESS);
     return 1;
 }
 
@@ -52,15 +42,15 @@ bool IsDirectory(const char* path) {
 
 int CreateDirectory(const char* path, _SECURITY_ATTRIBUTES* /*sa*/) {
     if (IsNullOrEmpty(path) || mkdir(path, kDirectoryMode) != 0)
-        return Fail(errorPathNotFound);
+        return Fail(ERROR_PATH_NOT_FOUND);
     return Succeed();
 }
 
 int RemoveDirectory(const char* path) {
     if (IsNullOrEmpty(path))
-        return Fail(errorInvalidParameter);
+        return Fail(ERROR_INVALID_PARAMETER);
     if (rmdir(path) != 0)
-        return Fail(errorPathNotFound);
+        return Fail(ERROR_PATH_NOT_FOUND);
     return Succeed();
 }
 
@@ -70,45 +60,45 @@ unsigned int PathIsDirectory(const char* path) {
     struct stat st;
     if (stat(path, &st) != 0)
         return 0;
-    return st.st_mode & kDirectoryBit;
+    return st.st_mode & zulplatform::kDirectoryBit;
 }
 
 unsigned int GetCurrentDirectory(unsigned int size, char* buffer) {
     if (size != 0 && buffer == nullptr)
-        return static_cast<unsigned int>(Fail(errorInvalidParameter));
-    char cwd[kCurrentDirBufferSize];
+        return static_cast<unsigned int>(Fail(ERROR_INVALID_PARAMETER));
+    char cwd[zulplatform::kPathBufferSize];
     if (getcwd(cwd, sizeof cwd) == nullptr)
-        return static_cast<unsigned int>(Fail(errorPathNotFound));
+        return static_cast<unsigned int>(Fail(ERROR_PATH_NOT_FOUND));
     const std::size_t length = std::strlen(cwd);
     // The caller guarantees room for the whole path; `size` is only "length wanted or not".
     if (size != 0)
         std::memcpy(buffer, cwd, length + 1);
-    SetLastError(errorSuccess);
+    SetLastError(ERROR_SUCCESS);
     return static_cast<unsigned int>(length);
 }
 
 int CopyFile(const char* from, const char* to, int failIfExists) {
     if (IsNullOrEmpty(from) || IsNullOrEmpty(to))
-        return Fail(errorInvalidData);
+        return Fail(ERROR_INVALID_DATA);
     if (!zulplatform::FileExists(from))
-        return Fail(errorFileNotFound);
+        return Fail(ERROR_FILE_NOT_FOUND);
     if (IsDirectory(from))
-        return Fail(errorAccessDenied);
+        return Fail(ERROR_ACCESS_DENIED);
     // A dangling link does not exist: the copy goes through it and creates its target, as
     // writing to the link's name does everywhere.
     if (zulplatform::FileExists(to)) {
         if (failIfExists != 0)
-            return Fail(errorAlreadyExists);
+            return Fail(ERROR_ALREADY_EXISTS);
         if (unlink(to) != 0)
-            return Fail(errorAccessDenied);
+            return Fail(ERROR_ACCESS_DENIED);
     }
 
     CFile source;
     if (source.Open(from, CFile::openRead, nullptr) == 0)
-        return Fail(errorAccessDenied);
+        return Fail(ERROR_ACCESS_DENIED);
     CFile target;
     if (target.Open(to, CFile::openWrite | CFile::openCreate, nullptr) == 0)
-        return Fail(errorAccessDenied);
+        return Fail(ERROR_ACCESS_DENIED);
 
     // A short read (end of file or an error) ends the copy; a failing write throws.
     char chunk[kCopyChunk];

@@ -1,6 +1,6 @@
 // The per-thread last-error cell of the compatibility layer.
 
-#include <platform/system.h>
+#include <platform/last_error.h>
 
 namespace zulwin {
 

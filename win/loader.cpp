@@ -1,10 +1,12 @@
 // The loader calls of the compatibility layer over the POSIX dynamic loader, and the
-// executable's path, directory and name. A null module always means the host executable,
-// represented by the application object.
-#include "platform/app_instance.h"
-#include "platform/bounded_copy.h"
+// executable's full path. A null module always means the host executable, represented by the
+// application object.
+#include "platform/internal/app_instance.h"
+#include "platform/internal/bounded_copy.h"
+#include "platform/internal/limits.h"
+#include "platform/internal/path_util.h"
 
-#include <platform/files.h>
+#include <platform/loader.h>
 
 #include <dlfcn.h>
 #include <errno.h>
@@ -13,25 +15,27 @@
 #include <atomic>
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 namespace {
 
 std::atomic<unsigned int> g_errorMode{0};
 
+// The executable's full path, kept in _GetAppFullPath(): the invocation name, made absolute
+// against the current directory when it is relative. Computed when the cache is empty, under a
+// lock so that threads asking at the same time compute it once.
 const char* AppFullPath() {
+    static std::atomic<bool> filled{false};
+    static std::mutex fillLock;
     zulwin::CString& path = zulwin::_GetAppFullPath();
-    if (path.IsEmpty()) {
-        zulwin::CString name(program_invocation_name);
-        if (name.Left(2) == ".." || name.GetAt(0) != '/') {
-            zulwin::CString full;
-            if (zulplatform::_GetCurrentDirectory(full)) {
-                full += "/";
-                full += name;
-                zulplatform::ResolveFullPath(full);
-                name = full;
-            }
+    if (!filled.load(std::memory_order_acquire) || path.IsEmpty()) {
+        std::lock_guard<std::mutex> lock(fillLock);
+        if (path.IsEmpty()) {
+            zulwin::CString name(program_invocation_name);
+            zulplatform::_MakeAbsolute(name);
+            path = name;
         }
-        path = name;
+        filled.store(true, std::memory_order_release);
     }
     return path.GetString();
 }
@@ -51,7 +55,7 @@ zulplatform::IModule* LoadLibrary(const char* name) {
     const char* slash = std::strrchr(name, '/');
     const char* base = slash != nullptr ? slash + 1 : name;
     const char* ext = std::strrchr(base, '.');
-    char file[4096];
+    char file[zulplatform::kMaxPath];
     const char* toOpen = name;
     if (ext == nullptr) {
         // A name too long for the buffer is not cut into another file's name.
@@ -112,7 +116,7 @@ bool FreeLibrary(zulplatform::IModule* module) {
 zulplatform::IModule* GetModuleHandle(const char* name) {
     if (name == nullptr)
         return zulplatform::_LiveApp();
-    char file[1024];
+    char file[zulplatform::kModuleNameBufferSize];
     if (std::strchr(name, '.') == nullptr) {
         if (std::snprintf(file, sizeof file, "%s.so", name) >= static_cast<int>(sizeof file))
             return nullptr;
@@ -137,48 +141,3 @@ unsigned int SetErrorMode(unsigned int mode) {
 }
 
 } // namespace zulwin
-
-namespace zulplatform {
-namespace {
-
-char g_appDir[4096];
-char g_exeName[4096];
-
-// Computed on the first call of GetAppDir or GetExeName: the test is whether the directory is
-// still empty. Not locked; call during start-up.
-void ComputeAppDir() {
-    if (g_appDir[0] != 0)
-        return;
-    zulwin::GetModuleFileName(nullptr, g_appDir, sizeof g_appDir - 1);
-    char resolved[4096] = {};
-    if (fullpath(resolved, g_appDir, sizeof resolved) != nullptr)
-        lstrcpyn(g_appDir, resolved, sizeof g_appDir);
-    char* slash = std::strrchr(g_appDir, '/');
-    if (slash == nullptr)
-        return;
-    lstrcpyn(g_exeName, slash + 1, sizeof g_exeName - 1);
-    slash[1] = 0;
-}
-
-} // namespace
-
-zulwin::CString GetModuleDir(IModule* module) {
-    char name[4096] = {};
-    zulwin::GetModuleFileName(module, name, sizeof name - 1);
-    const char* slash = std::strrchr(name, '/');
-    if (slash == nullptr)
-        return zulwin::CString();
-    return zulwin::CString(name, static_cast<unsigned long>(slash + 1 - name));
-}
-
-const char* GetAppDir() {
-    ComputeAppDir();
-    return g_appDir;
-}
-
-const char* GetExeName() {
-    ComputeAppDir();
-    return g_exeName;
-}
-
-} // namespace zulplatform

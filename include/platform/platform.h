@@ -6,3 +6,4 @@
 #include <platform/strings.h>
 #include <platform/system.h>
 #include <platform/unicode.h>
+#include <platform/version.h>

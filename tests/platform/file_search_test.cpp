@@ -1,5 +1,5 @@
-// File search: the wildcard rules, what is reported in which order, and how listings end.
-#include "platform/file_search_impl.h"
+// File search: what is reported in which order, and how listings end.
+#include <platform/file_search.h>
 
 #include "support/scratch.h" // also <string>, <filesystem> and the POSIX file calls
 
@@ -47,37 +47,7 @@ Events ListedBefore(const std::string& dir, const std::string& stop) {
     return Sorted(files);
 }
 
-// The matching rules as written, recursion and all: the reference for the matcher.
-bool Rules(const char* p, const char* n) {
-    if (*p == '\0')
-        return *n == '\0';
-    if (*p != '*')
-        return *n != '\0' && (*p == '?' || *p == *n) && Rules(p + 1, n + 1);
-    for (; *n != '\0'; ++n) // a '*' is never tried at the empty end of the name...
-        if (Rules(p + 1, n))
-            return true;
-    return p[1] == '\0'; // ...unless it is the last pattern character
-}
-
-// Every string of up to `maxLength` characters over `alphabet`.
-Events AllStrings(const std::string& alphabet, size_t maxLength) {
-    Events out{""};
-    for (size_t i = 0; i < out.size() && out[i].size() < maxLength; ++i)
-        for (const char c : alphabet)
-            out.push_back(out[i] + c);
-    return out;
-}
-
 } // namespace
-
-TEST(Wildcard, AgreesWithTheRulesOnEverySmallCaseAndStaysFast) {
-    const auto match = &zulplatform::_CFileSearchImpl::_MatchWildcard;
-    EXPECT_FALSE(match("a**", "a") || match("*x", "") || match("**", "")); // settled quirks
-    for (const std::string& p : AllStrings("ab*?", 5))
-        for (const std::string& n : AllStrings("ab", 5))
-            ASSERT_EQ(match(p.c_str(), n.c_str()), Rules(p.c_str(), n.c_str())) << p << ' ' << n;
-    EXPECT_FALSE(match("*a*a*a*a*a*a*a*a*a*a*a*a*b", std::string(250, 'a').c_str()));
-}
 
 // The walk: files first, then each subdirectory depth first, announced after its contents.
 // Links to files and to directories are followed; names pass byte for byte.

@@ -33,16 +33,13 @@ std::string Dir(const std::string& path) {
 }
 
 TEST(Resources, TablesAndLookups) {
-    const CResourceData& own = zulplatform::GetResourceData();
-    EXPECT_STREQ(own.GetString(101), "No error occurred.");
-    EXPECT_STREQ(own.GetString(110), "Seek failed on %s"); // no final full stop, as always
-    EXPECT_STREQ(own.GetString(100), "");
-    EXPECT_STREQ(own.GetString(116), "");
-    zulplatform::InitResources(); // a second fill rebuilds the same contents
-    ASSERT_EQ(own.GetStringTable().size(), 15u);
-    for (unsigned id = 101; id <= 115; ++id)
-        EXPECT_EQ(own.GetStringTable()[id - 101].id, id);
-    const zulplatform::VersionRecord_t* v = own.GetVersionInfo();
+    IModule* own = GetModule(); // the library's own module
+    ASSERT_NE(own, nullptr);
+    EXPECT_STREQ(own->LoadString(101), "No error occurred.");
+    EXPECT_STREQ(own->LoadString(110), "Seek failed on %s"); // no final full stop, as always
+    EXPECT_STREQ(own->LoadString(100), "");
+    EXPECT_STREQ(own->LoadString(116), "");
+    const zulplatform::VersionRecord_t* v = own->GetVersionInfo();
     EXPECT_STREQ(v->szFileVersion, "1.1.271.0");
     EXPECT_STREQ(v->szInternalName, "libplatform");
     EXPECT_EQ(v->szReserved, nullptr);
@@ -79,10 +76,8 @@ TEST(Resources, TablesAndLookups) {
 }
 
 TEST(LibraryModule, RegisteredAtLoad) {
-    IModule* self = zulplatform::GetInstance();
+    IModule* self = GetModule();
     ASSERT_NE(self, nullptr);
-    EXPECT_EQ(GetModule(), self);
-    EXPECT_EQ(*static_cast<IModule**>(zulplatform::_GetInstance()), self);
     auto* shared = dynamic_cast<ISharedObject*>(self);
     ASSERT_NE(shared, nullptr);
     EXPECT_TRUE(App()->IsValidSharedObject(shared));
@@ -93,7 +88,6 @@ TEST(LibraryModule, RegisteredAtLoad) {
     EXPECT_NE(shared->GetHandle(), nullptr);
     EXPECT_EQ(dlsym(shared->GetHandle(), "GetModule"), reinterpret_cast<void*>(&GetModule));
     EXPECT_STREQ(self->LoadString(103), "%s was not found.");
-    EXPECT_EQ(zulplatform::DllMain(self, 7, nullptr), 1);
 }
 
 TEST(LibraryModule, ResourceHandle) {
@@ -113,13 +107,14 @@ TEST(LibraryModule, ResourceHandle) {
     EXPECT_EQ(s, "host text 42host text 7");
     EXPECT_FALSE(s.LoadString(101));
 
-    zulwin::AfxSetResourceHandle(zulplatform::GetInstance());
+    zulwin::AfxSetResourceHandle(GetModule());
     EXPECT_TRUE(s.LoadString(101));
     EXPECT_EQ(s, "No error occurred.");
     zulwin::AfxSetResourceHandle(nullptr); // ignored
-    EXPECT_EQ(zulwin::AfxGetResourceHandle(), zulplatform::GetInstance());
+    EXPECT_EQ(zulwin::AfxGetResourceHandle(), GetModule());
     App()->SetSysResource(*App());
-    zulplatform::GenerateApp(zulplatform::_GetLocalResourceData());
+    static CResourceData empty;
+    zulplatform::GenerateApp(empty);
 }
 
 std::vector<std::string>* g_calls = nullptr;
@@ -194,31 +189,6 @@ TEST(SharedObject, CreateAndDestroy) {
     EXPECT_FALSE(App()->IsValidSharedObject(reinterpret_cast<ISharedObject*>(obj)));
 }
 
-// A registry that entry routines call back into while the fan-out holds the lock, from
-// several threads at once.
-int CallBackEntry(IModule* module, unsigned, void*) {
-    return App()->IsValidSharedObject(dynamic_cast<ISharedObject*>(module)) ? 1 : 0;
-}
-
-TEST(SharedObject, RegistryFromSeveralThreads) {
-    static CResourceData data;
-    constexpr int kThreads = 4, kRounds = 300;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < kThreads; ++t)
-        threads.emplace_back([] {
-            zulplatform::CSharedObject obj(CallBackEntry, data, nullptr);
-            for (int i = 0; i < kRounds; ++i) {
-                App()->AddSharedObject(&obj);
-                EXPECT_TRUE(App()->IsValidSharedObject(&obj));
-                App()->NotifyApp(zulplatform::AppThreadAttach);
-                App()->RemoveSharedObject(&obj);
-            }
-            EXPECT_FALSE(App()->IsValidSharedObject(&obj));
-        });
-    for (auto& t : threads)
-        t.join();
-}
-
 // --- The sample plug-in -------------------------------------------------------------------
 
 using NotificationsFn = unsigned (*)(unsigned);
@@ -259,6 +229,28 @@ TEST(SamplePlugin, LoadsRegistersAndReceivesNotifications) {
     EXPECT_EQ(zulwin::LoadLibrary(SAMPLE_PLUGIN_PATH), plugin);
     EXPECT_TRUE(zulwin::FreeLibrary(plugin));
     EXPECT_TRUE(zulwin::FreeLibrary(plugin));
+}
+
+// Two modules written with PLATFORM_MODULE_ENTRY from one source: the same function names in
+// both, built without hidden visibility. Each reaches its own entry routine, resources and slot.
+TEST(ModuleEntry, TwinModulesKeepTheirOwnProtocol) {
+    IModule* a = zulwin::LoadLibrary(TWIN_MODULE_A_PATH);
+    IModule* b = zulwin::LoadLibrary(TWIN_MODULE_B_PATH);
+    ASSERT_TRUE(a != nullptr && b != nullptr);
+    EXPECT_NE(a, b);
+    EXPECT_STREQ(a->LoadString(1), "twin a");
+    EXPECT_STREQ(b->LoadString(1), "twin b");
+    for (IModule* m : {a, b}) {
+        auto attaches =
+            reinterpret_cast<unsigned (*)()>(zulwin::GetProcAddress(m, "twin_attaches"));
+        auto self = reinterpret_cast<IModule* (*)()>(zulwin::GetProcAddress(m, "twin_this_module"));
+        ASSERT_TRUE(attaches != nullptr && self != nullptr);
+        EXPECT_EQ(attaches(), 1u); // its own routine, once, with its own slot already set
+        EXPECT_EQ(self(), m);
+        EXPECT_TRUE(App()->IsValidSharedObject(dynamic_cast<ISharedObject*>(m)));
+        EXPECT_TRUE(zulwin::FreeLibrary(m));
+    }
+    EXPECT_NE(GetModule(), a); // the library's own export is untouched
 }
 
 // Detach and unregistration happen when the plug-in's load-time destructor runs, which its own

@@ -1,5 +1,5 @@
 // The Unicode 9.0 case and composition tables and their lookups.
-#include "text/case_map.h"
+#include "text/internal/case_map.h"
 
 #include <platform/unicode.h>
 

@@ -1,4 +1,6 @@
 // Exceptions thrown by pointer, file-error messages and the errno translations.
+#include "support/opaque.h"
+
 #include <platform/files.h>
 #include <platform/module.h>
 
@@ -20,7 +22,7 @@ static std::string MessageOf(const CException& e) {
 }
 
 // Delete is documented to tolerate a null `this`; the sanitizer would stop the call itself.
-static __attribute__((noipa, no_sanitize("null", "vptr"))) void DeleteThrough(CException* e) {
+static __attribute__((TEST_OPAQUE, no_sanitize("null", "vptr"))) void DeleteThrough(CException* e) {
     e->Delete();
 }
 
@@ -42,9 +44,9 @@ TEST(ErrnoTablesTest, ListExactlyTheirValues) {
 }
 
 TEST(GetErrorMessageTest, ResourceSentenceWithTheNameCutToTheBuffer) {
-    const zulplatform::CResourceData& own = zulplatform::GetResourceData();
+    zulplatform::IModule* own = GetModule();     // the library's own texts
     for (int cause = -3; cause <= 16; ++cause) { // unknown causes read as "no error" (id 101)
-        std::string expected = own.GetString(cause >= 0 && cause < 15 ? 101 + cause : 101);
+        std::string expected = own->LoadString(cause >= 0 && cause < 15 ? 101 + cause : 101);
         if (expected.find("%s") != std::string::npos)
             expected.replace(expected.find("%s"), 2, "n");
         EXPECT_EQ(MessageOf(CFileException(cause, -1, "n")), expected) << cause;

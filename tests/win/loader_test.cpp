@@ -134,7 +134,7 @@ TEST(ModuleFileName, BuffersAndPaths) {
 
 TEST(VersionInfo, Records) {
     zulwin::CString text;
-    CVersionInfo const library(zulplatform::GetInstance());
+    CVersionInfo const library(GetModule());
     library.Format(text);
     EXPECT_EQ(text, "V1.1.271.0");
     EXPECT_EQ(library.m_strInternalName, "libplatform");

@@ -1,7 +1,8 @@
 // The worker behind CFileSearch: one instance per directory level of a search.
 #pragma once
 
-#include <platform/files.h>
+#include <platform/cstring.h>
+#include <platform/file_search.h>
 
 #include <dirent.h>
 #include <string>

@@ -1,7 +1,7 @@
 // The application object as the library's own code reaches it.
 #pragma once
 
-#include <platform/module.h>
+#include <platform/app.h>
 
 namespace zulplatform {
 

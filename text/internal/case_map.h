@@ -15,7 +15,7 @@
 // library address it directly instead of through the global offset table.
 #pragma GCC visibility push(hidden)
 
-#include "text/unicode_tables.inc"
+#include "text/internal/unicode_tables.inc"
 
 namespace utf8_private::detail {
 

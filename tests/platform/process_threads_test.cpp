@@ -1,5 +1,5 @@
 // The recursive mutex and the process and thread identifiers.
-#include <platform/module.h>
+#include <platform/process.h>
 
 #include <gtest/gtest.h>
 

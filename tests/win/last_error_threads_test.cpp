@@ -1,4 +1,4 @@
-#include <platform/system.h>
+#include <platform/last_error.h>
 
 #include <gtest/gtest.h>
 

@@ -1,0 +1,28 @@
+// This library's own entry: its resources, instance slot and entry routine, which the shared
+// object does not export because every module has functions of these names for itself.
+#include "platform/internal/library_entry.h"
+
+#include <platform/app.h>
+#include <platform/module_entry.h>
+
+#include <gtest/gtest.h>
+
+using zulplatform::IModule;
+
+TEST(LibraryEntry, ResourcesSlotAndEntryRoutine) {
+    const zulplatform::CResourceData& own = zulplatform::GetResourceData();
+    zulplatform::InitResources(); // a second fill rebuilds the same contents
+    ASSERT_EQ(own.GetStringTable().size(), 15u);
+    for (unsigned id = 101; id <= 115; ++id)
+        EXPECT_EQ(own.GetStringTable()[id - 101].id, id);
+    EXPECT_STREQ(own.GetString(110), "Seek failed on %s");
+
+    IModule* self = zulplatform::GetInstance();
+    ASSERT_NE(self, nullptr);
+    EXPECT_EQ(*static_cast<IModule**>(zulplatform::_GetInstance()), self);
+    EXPECT_EQ(zulplatform::ThisModule(), self);
+    EXPECT_EQ(GetModule(), self);
+    EXPECT_EQ(self->GetVersionInfo(), own.GetVersionInfo());
+    EXPECT_EQ(zulplatform::DllMain(self, 7, nullptr), 1); // unknown reasons do nothing
+    EXPECT_EQ(zulplatform::GetInstance(), self);
+}
