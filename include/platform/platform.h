@@ -5,5 +5,6 @@
 #include <platform/module.h>
 #include <platform/strings.h>
 #include <platform/system.h>
+#include <platform/time.h>
 #include <platform/unicode.h>
 #include <platform/version.h>
