@@ -4,7 +4,8 @@
 # works without them.
 set -euo pipefail
 
-required=(cmake g++ clang-14 make pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
+required=(cmake g++ clang-14 make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+          dpkg-dev file lintian)
 optional=(libicu-dev)
 
 missing=()
