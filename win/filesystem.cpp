@@ -1,5 +1,6 @@
 // Windows-named file-system functions: 1 for success, 0 for failure, and the last error.
 #include "platform/internal/limits.h"
+#include "platform/internal/replacement_file.h"
 
 #include <platform/file.h>
 #include <platform/filesystem.h>
@@ -15,6 +16,8 @@ namespace zulwin {
 namespace {
 
 constexpr mode_t kDirectoryMode = 0770;
+// The mode of files the library creates, before the umask.
+constexpr unsigned int kFileMode = 0664;
 constexpr unsigned long kCopyChunk = 16384;
 constexpr unsigned int kMoveReplaceExisting = 0x1;
 
@@ -77,6 +80,20 @@ unsigned int GetCurrentDirectory(unsigned int size, char* buffer) {
     return static_cast<unsigned int>(length);
 }
 
+namespace {
+
+// True when both paths name one file.
+bool SameFile(const char* a, const char* b) {
+    struct stat sa, sb;
+    return stat(a, &sa) == 0 && stat(b, &sb) == 0 && sa.st_dev == sb.st_dev &&
+           sa.st_ino == sb.st_ino;
+}
+
+} // namespace
+
+// The copy is written beside the target and renamed over it at the end, so that a failure at
+// any step (a full disk, an I/O error, a killed process) leaves the old target as it was and no
+// partial file behind; the results and exceptions are those of copying in place.
 int CopyFile(const char* from, const char* to, int failIfExists) {
     if (IsNullOrEmpty(from) || IsNullOrEmpty(to))
         return Fail(ERROR_INVALID_DATA);
@@ -89,24 +106,38 @@ int CopyFile(const char* from, const char* to, int failIfExists) {
     if (zulplatform::FileExists(to)) {
         if (failIfExists != 0)
             return Fail(ERROR_ALREADY_EXISTS);
-        if (unlink(to) != 0)
+        // Copying a file onto itself removes it first, and then there is nothing to copy.
+        if (SameFile(from, to)) {
+            unlink(to);
+            return Fail(ERROR_ACCESS_DENIED);
+        }
+        // A directory cannot be removed, nor replaced by a file.
+        if (IsDirectory(to))
             return Fail(ERROR_ACCESS_DENIED);
     }
 
     CFile source;
     if (source.Open(from, CFile::openRead, nullptr) == 0)
         return Fail(ERROR_ACCESS_DENIED);
-    CFile target;
-    if (target.Open(to, CFile::openWrite | CFile::openCreate, nullptr) == 0)
+    zulplatform::_CReplacementFile replacement(to);
+    if (!replacement.Create(kFileMode))
         return Fail(ERROR_ACCESS_DENIED);
-
-    // A short read (end of file or an error) ends the copy; a failing write throws.
-    char chunk[kCopyChunk];
-    unsigned int got;
-    do {
-        got = source.Read(chunk, kCopyChunk);
-        target.Write(chunk, got);
-    } while (got == kCopyChunk);
+    {
+        CFile target;
+        if (target.Open(replacement.TempPath().c_str(), CFile::openWrite | CFile::openCreate,
+                        nullptr) == 0)
+            return Fail(ERROR_ACCESS_DENIED);
+        // A short read (end of file or an error) ends the copy; a failing write throws, and the
+        // temporary file goes with the unwinding.
+        char chunk[kCopyChunk];
+        unsigned int got;
+        do {
+            got = source.Read(chunk, kCopyChunk);
+            target.Write(chunk, got);
+        } while (got == kCopyChunk);
+    }
+    if (!replacement.Commit())
+        return Fail(ERROR_ACCESS_DENIED);
     return Succeed();
 }
 

@@ -15,13 +15,22 @@ namespace test_support {
 // A started child with pipes to its standard input and output.
 class ChildProcess {
 public:
-    explicit ChildProcess(const std::vector<std::string>& argv) {
+    // `extraEnv` ("NAME=value" entries) is put in front of this process's environment for the
+    // child, so that its entries win over inherited ones of the same name.
+    explicit ChildProcess(const std::vector<std::string>& argv,
+                          const std::vector<std::string>& extraEnv = {}) {
         // Everything the child needs is prepared before fork: between fork and exec it may
         // only make async-signal-safe calls.
         std::vector<char*> args;
         for (const std::string& a : argv)
             args.push_back(const_cast<char*>(a.c_str()));
         args.push_back(nullptr);
+        std::vector<char*> env;
+        for (const std::string& e : extraEnv)
+            env.push_back(const_cast<char*>(e.c_str()));
+        for (char** e = environ; *e != nullptr; ++e)
+            env.push_back(*e);
+        env.push_back(nullptr);
         int in[2], out[2];
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0)
             return;
@@ -29,7 +38,7 @@ public:
         if (m_pid == 0) {
             dup2(in[0], 0);
             dup2(out[1], 1);
-            execv(args[0], args.data());
+            execve(args[0], args.data(), env.data());
             _exit(127);
         }
         close(in[0]);
@@ -90,8 +99,9 @@ private:
 };
 
 // Runs a program to its end and returns its output.
-inline std::string RunAndCapture(const std::vector<std::string>& argv, int* status = nullptr) {
-    ChildProcess child(argv);
+inline std::string RunAndCapture(const std::vector<std::string>& argv, int* status = nullptr,
+                                 const std::vector<std::string>& extraEnv = {}) {
+    ChildProcess child(argv, extraEnv);
     child.CloseInput();
     std::string out = child.ReadAll();
     int const st = child.Wait();

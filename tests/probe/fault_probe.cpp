@@ -1,0 +1,74 @@
+// Runs one saving or copying operation of the library and says how it ended, for the fault
+// injection tests (which load a preload library into this process that makes one C library call
+// fail). Output, one line each:
+//   outcome=ok | outcome=false | outcome=cfileexception <cause> | outcome=exception <code>
+//   lasterror=<the thread's last error after the call>
+//   fds=<open descriptors before> <after>
+//
+//   fault_probe copy FROM TO          zulwin::CopyFile(FROM, TO, 0)
+//   fault_probe write FILE BYTES      CFile: create FILE and write BYTES bytes in 64 KiB writes
+#include <platform/file.h>
+#include <platform/filesystem.h>
+#include <platform/last_error.h>
+
+#include <dirent.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace {
+
+int CountDescriptors() {
+    int count = 0;
+    if (DIR* dir = opendir("/proc/self/fd")) {
+        while (dirent* entry = readdir(dir))
+            count += entry->d_name[0] != '.';
+        closedir(dir);
+    }
+    return count - 1; // the listing's own descriptor
+}
+
+// Runs `op` and prints how it ended.
+int Report(const std::function<bool()>& op) {
+    int const before = CountDescriptors();
+    std::string outcome;
+    try {
+        outcome = op() ? "ok" : "false";
+    } catch (zulwin::CFileException* e) {
+        outcome = "cfileexception " + std::to_string(e->m_cause);
+        e->Delete();
+    } catch (const zulplatform::CException& e) {
+        outcome = "exception " + std::to_string(e.GetCode());
+    }
+    unsigned int const lastError = zulwin::GetLastError();
+    int const after = CountDescriptors();
+    std::printf("outcome=%s\nlasterror=%u\nfds=%d %d\n", outcome.c_str(), lastError, before, after);
+    return 0;
+}
+
+bool WriteFile(const char* path, unsigned long bytes) {
+    zulwin::CFile file;
+    if (file.Open(path, zulwin::CFile::openWrite | zulwin::CFile::openCreate) == 0)
+        return false;
+    std::vector<char> chunk(65536, 'w');
+    for (unsigned long done = 0; done < bytes; done += chunk.size())
+        file.Write(chunk.data(), std::min<unsigned long>(chunk.size(), bytes - done));
+    file.Close();
+    return true;
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    std::vector<std::string> const args(argv + 1, argv + argc);
+    if (args.size() == 3 && args[0] == "copy")
+        return Report([&] { return zulwin::CopyFile(argv[2], argv[3], 0) != 0; });
+    if (args.size() == 3 && args[0] == "write")
+        return Report([&] { return WriteFile(argv[2], std::strtoul(argv[3], nullptr, 10)); });
+    std::fprintf(stderr, "usage: fault_probe copy FROM TO | write FILE BYTES\n");
+    return 2;
+}
