@@ -5,7 +5,7 @@
 set -euo pipefail
 
 required=(cmake g++ clang-14 make pkg-config libgtest-dev libgmock-dev libbenchmark-dev)
-optional=(libicu-dev)
+optional=(libicu-dev uuid-dev libboost-dev)
 
 missing=()
 for pkg in "${required[@]}" "${optional[@]}"; do

@@ -100,24 +100,22 @@ int SysReAllocString(char16_t** s, char16_t const* text) {
     if (n >= kMaxChars)
         return 0;
     std::uint32_t const bytes = static_cast<std::uint32_t>(2 * n);
+    // A text taken from the string itself ends at its terminator at the latest, so it is never
+    // longer: it is moved to the front first and the block then shrinks around it.
+    auto const* start = reinterpret_cast<char const*>(Header(*s));
+    auto const* src = reinterpret_cast<char const*>(text);
+    bool const inside = text != nullptr && src >= start && src < start + BlockSize(*Header(*s) / 2);
+    if (inside && n != 0)
+        std::memmove(*s, text, 2 * n);
     if (*Header(*s) != bytes) {
-        // `text` may lie inside the old string: realloc keeps the bytes it copies, but the
-        // source must then be found in the new block.
-        char* const oldStart = reinterpret_cast<char*>(Header(*s));
-        std::size_t const oldSize = BlockSize(*Header(*s) / 2);
-        auto const* src = reinterpret_cast<char const*>(text);
-        bool const inside = text != nullptr && src >= oldStart && src < oldStart + oldSize;
-        std::size_t const srcOffset = inside ? static_cast<std::size_t>(src - oldStart) : 0;
-        void* const block = std::realloc(oldStart, BlockSize(n));
+        void* const block = std::realloc(Header(*s), BlockSize(n));
         if (block == nullptr)
             return 0;
-        if (inside)
-            text = reinterpret_cast<char16_t const*>(static_cast<char*>(block) + srcOffset);
         *static_cast<std::uint32_t*>(block) = bytes;
         *s = Text(block);
     }
-    if (n != 0)
-        std::memmove(*s, text, 2 * n);
+    if (n != 0 && !inside)
+        std::memcpy(*s, text, 2 * n);
     (*s)[n] = 0;
     return 1;
 }

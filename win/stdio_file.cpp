@@ -2,7 +2,10 @@
 #include <platform/stdio_file.h>
 
 #include <cerrno>
+#include <climits>
+#include <cstdint>
 #include <cstring>
+#include <emmintrin.h>
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -110,16 +113,103 @@ int CStdioFile::Open(const char* fileName, unsigned int openFlags, CFileExceptio
     return 1;
 }
 
+namespace {
+
+constexpr std::size_t kPieceSize = 128; // fgets buffer: up to 127 bytes and the NUL
+
+bool IsAscii(const char* p, std::size_t n) {
+    std::uint64_t bits = 0;
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p + i, 8);
+        bits |= word;
+    }
+    for (; i < n; ++i)
+        bits |= static_cast<unsigned char>(p[i]);
+    return (bits & 0x8080808080808080ull) == 0;
+}
+
+// Appends `n` bytes that are known to be valid text as they stand.
+bool AppendRaw(CString& line, const char* text, std::size_t n) {
+    unsigned long const old = static_cast<unsigned long>(line.GetLength());
+    if (old + n > static_cast<unsigned long>(INT_MAX))
+        return false;
+    char* const p = line.GetBufferSetLength(static_cast<int>(old + n));
+    std::memcpy(p + old, text, n);
+    return true;
+}
+
+// Appends one piece of a line by the acceptance rule of CString, applied to the piece alone.
+// Plain ASCII is valid as it stands and is copied without the full check.
+void AppendPiece(CString& line, const char* piece, std::size_t n) {
+    if (!IsAscii(piece, n) || !AppendRaw(line, piece, n))
+        line += piece;
+}
+
+// The common piece, taken straight from the stream's buffer: a line feed among the next 127
+// buffered bytes with only ASCII text before it (no NUL, nothing of 0x80 and above). fgets would
+// copy exactly those bytes out of the buffer without reading the file, and the acceptance rule
+// would keep them unchanged, so the result is the same. Returns false, consuming nothing, for
+// every other case. This relies on glibc's FILE layout (the read pointers that its getc_unlocked
+// macro uses), which is part of its ABI.
+bool TakeBufferedLine(FILE* stream, CString& line) {
+    if (stream->_mode > 0)
+        return false; // wide-oriented
+    const char* const p = stream->_IO_read_ptr;
+    std::size_t const avail = static_cast<std::size_t>(stream->_IO_read_end - p);
+    std::size_t const limit = avail < kPieceSize - 1 ? avail : kPieceSize - 1;
+    std::size_t length = 0;
+    bool found = false;
+    std::size_t i = 0;
+    __m128i const feed = _mm_set1_epi8('\n');
+    __m128i const zero = _mm_setzero_si128();
+    for (; i + 16 <= limit; i += 16) {
+        __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + i));
+        unsigned const feeds = static_cast<unsigned>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, feed)));
+        unsigned const bad =
+            static_cast<unsigned>(_mm_movemask_epi8(_mm_or_si128(v, _mm_cmpeq_epi8(v, zero))));
+        if (feeds != 0) {
+            unsigned const at = static_cast<unsigned>(__builtin_ctz(feeds));
+            if ((bad & ((1u << at) - 1)) != 0)
+                return false;
+            length = i + at;
+            found = true;
+            break;
+        }
+        if (bad != 0)
+            return false;
+    }
+    for (; !found && i < limit; ++i) {
+        auto const c = static_cast<unsigned char>(p[i]);
+        if (c == '\n') {
+            length = i;
+            found = true;
+        } else if (c == 0 || c >= 0x80) {
+            return false;
+        }
+    }
+    if (!found || !AppendRaw(line, p, length))
+        return false;
+    stream->_IO_read_ptr += length + 1;
+    return true;
+}
+
+} // namespace
+
 int CStdioFile::ReadString(CString& line) {
     line.Empty();
     if (m_pStream == nullptr)
         return 0;
     // fgets stores a NUL after what it read, so the buffer needs no clearing: the piece is the
-    // text up to the first NUL either way.
-    char piece[128];
+    // text up to the first NUL either way. The stream belongs to this object and its one
+    // thread, so it is read without the stream lock.
+    char piece[kPieceSize];
     for (;;) {
+        if (TakeBufferedLine(m_pStream, line))
+            break;
         errno = 0;
-        if (::fgets(piece, sizeof piece, m_pStream) == nullptr) {
+        if (::fgets_unlocked(piece, sizeof piece, m_pStream) == nullptr) {
             if (!::feof(m_pStream)) {
                 int const err = errno;
                 ::clearerr(m_pStream);
@@ -127,15 +217,15 @@ int CStdioFile::ReadString(CString& line) {
             }
             break;
         }
-        std::size_t const n = std::strlen(piece);
+        std::size_t n = std::strlen(piece);
         if (n == 0)
             break;
-        if (piece[n - 1] == '\n') {
-            piece[n - 1] = '\0';
-            line += piece;
+        bool const lineEnd = piece[n - 1] == '\n';
+        if (lineEnd)
+            piece[--n] = '\0';
+        AppendPiece(line, piece, n);
+        if (lineEnd)
             break;
-        }
-        line += piece;
     }
     return line.IsEmpty() ? 0 : 1;
 }

@@ -28,6 +28,9 @@ struct PLATFORM_API guid_t : _GUID {
     // "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x" of the fields: 36 characters,
     // lower-case, no braces.
     zulwin::CString ToString() const;
+    // The same text into `out`, reusing its storage: no allocation once `out` has held a text
+    // of 36 bytes.
+    void ToString(zulwin::CString& out) const;
     // Whether every field is zero.
     bool IsEmpty() const;
 };

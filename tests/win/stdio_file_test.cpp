@@ -7,6 +7,8 @@
 #include <gtest/gtest.h>
 
 #include <cerrno>
+#include <cstring>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
@@ -220,4 +222,68 @@ TEST(TextFiles, Utf16UnitsFromUtf8Sequences) {
         fclose(stream);
     }
     EXPECT_EQ(zulplatform::ReadUtf16CharFromTextFile(nullptr), 0xFFFF);
+}
+
+// The line reader against the described algorithm (fgets into a cleared 128-byte buffer, each
+// piece appended by the acceptance rule) on random text with NULs, carriage returns, valid and
+// broken UTF-8 and long lines, read through stream buffers of several sizes.
+TEST(CStdioFileRead, MatchesPlainFgetsPiecesOnRandomText) {
+    ScratchDir dir;
+    std::string const name = dir / "random.txt";
+    std::mt19937 rng(11);
+    const std::string atoms[] = {"a",
+                                 "bc",
+                                 "\n",
+                                 "\r\n",
+                                 std::string(1, '\0'),
+                                 "\xC3\xA9",
+                                 "\xE2\x82\xAC",
+                                 "\xFF",
+                                 "\x80",
+                                 std::string(60, 'x'),
+                                 std::string(130, 'y'),
+                                 "\n\n"};
+    for (int round = 0; round < 30; ++round) {
+        std::string content;
+        while (content.size() < 3000)
+            content += atoms[rng() % std::size(atoms)];
+        WriteFile(name, content);
+
+        std::vector<std::pair<int, std::string>> want;
+        FILE* reference = fopen(name.c_str(), "r");
+        ASSERT_NE(reference, nullptr);
+        do {
+            CString line;
+            for (;;) {
+                char piece[128] = {};
+                if (fgets(piece, sizeof piece, reference) == nullptr)
+                    break;
+                std::size_t const n = strlen(piece);
+                if (n == 0)
+                    break;
+                if (piece[n - 1] == '\n') {
+                    piece[n - 1] = '\0';
+                    line += piece;
+                    break;
+                }
+                line += piece;
+            }
+            want.emplace_back(line.IsEmpty() ? 0 : 1, line.GetString());
+        } while (!feof(reference));
+        fclose(reference);
+
+        for (std::size_t bufferSize : {std::size_t(7), std::size_t(64), std::size_t(4096)}) {
+            CStdioFile file(name.c_str(), 0);
+            std::vector<char> buffer(bufferSize);
+            ASSERT_EQ(setvbuf(file.m_pStream, buffer.data(), _IOFBF, bufferSize), 0);
+            std::vector<std::pair<int, std::string>> got;
+            do {
+                CString line;
+                int const result = file.ReadString(line);
+                got.emplace_back(result, line.GetString());
+            } while (!feof(file.m_pStream));
+            ASSERT_EQ(got, want) << "round " << round << ", buffer " << bufferSize;
+            file.Close();
+        }
+    }
 }
