@@ -2,15 +2,19 @@
 //
 //   platform-demo [TEXT...]                 the text layer at work on each TEXT
 //   platform-demo --list DIR PATTERN        the files under DIR whose names match PATTERN
+//   platform-demo --watch FILE SECONDS      each change to FILE for SECONDS, holding a lock on it
 //
 // Every run also shows the host side of the module runtime: the application object answering
 // from the host's own resources, the single-instance check, the library's version and texts,
-// and the sample plug-in loaded by name.
+// and the sample plug-in loaded by name, and a new GUID.
 #include <platform/platform.h>
 
+#include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
+#include <thread>
 
 namespace {
 
@@ -113,6 +117,52 @@ void ShowRuntime(int texts) {
     zulwin::FreeLibrary(plugin);
 }
 
+void ShowGuid() {
+    zulplatform::guid_t id(false);
+    if (zulplatform::CreateGuid(id))
+        std::printf("new GUID     : %s\n", id.ToString().GetString());
+    else
+        std::printf("new GUID     : none (the kernel's source cannot be read)\n");
+}
+
+// Reports each change to `path` for `seconds`, holding an exclusive lock on the file meanwhile
+// so that another watcher started on it is told at once that the file is taken.
+int Watch(const char* path, const char* seconds) {
+    char* end = nullptr;
+    long const duration = std::strtol(seconds, &end, 10);
+    if (end == seconds || *end != '\0' || duration < 0) {
+        std::fprintf(stderr, "--watch: SECONDS must be a whole number, not \"%s\"\n", seconds);
+        return 2;
+    }
+    try {
+        zulplatform::CFileLock lock(path, false);
+        zulplatform::CFileChangeMonitor monitor(path);
+        std::printf("watching %s for %ld s (locked)\n", path, duration);
+        std::fflush(stdout);
+        using Clock = std::chrono::steady_clock;
+        auto const start = Clock::now();
+        auto const stop = start + std::chrono::seconds(duration);
+        int changes = 0;
+        while (Clock::now() < stop) {
+            if (monitor.IsChangePending()) {
+                double const at = std::chrono::duration<double>(Clock::now() - start).count();
+                std::printf("  %6.1f s: %s changed\n", at, path);
+                std::fflush(stdout);
+                ++changes;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        std::printf("%d change(s)\n", changes);
+        return 0;
+    } catch (zulplatform::CFileLock::failure const& f) {
+        std::fprintf(stderr, "%s: %s\n", path,
+                     f.IsHeldElsewhere() ? "locked by another process" : "cannot be opened");
+    } catch (zulplatform::CException const& e) {
+        std::fprintf(stderr, "%s: cannot be watched (%d)\n", path, e.GetCode());
+    }
+    return 1;
+}
+
 class Lister : public zulplatform::CFileSearch::IFsCallback {
 public:
     bool OnFile(const char* path) override {
@@ -130,8 +180,14 @@ private:
 
 int main(int argc, char** argv) {
     InitHostResources();
+    if (argc == 4 && std::strcmp(argv[1], "--watch") == 0) {
+        ShowRuntime(0);
+        ShowGuid();
+        return Watch(argv[2], argv[3]);
+    }
     if (argc == 4 && std::strcmp(argv[1], "--list") == 0) {
         ShowRuntime(0);
+        ShowGuid();
         std::printf("files under %s matching %s:\n", argv[2], argv[3]);
         Lister lister;
         zulplatform::CFileSearch().FindFile(argv[2], argv[3], &lister, true);
@@ -139,6 +195,7 @@ int main(int argc, char** argv) {
         return 0;
     }
     ShowRuntime(argc - 1);
+    ShowGuid();
     if (argc < 2) {
         const char* samples[] = {"Hello, World",
                                  "Stra\xC3\x9F"

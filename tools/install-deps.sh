@@ -4,9 +4,26 @@
 # works without them.
 set -euo pipefail
 
-required=(cmake g++ clang-14 make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
-          dpkg-dev file lintian)
-optional=(libicu-dev)
+# One package a line, so that additions merge cleanly.
+required=(
+  cmake
+  g++
+  clang-14
+  make
+  pkg-config
+  libgtest-dev
+  libgmock-dev
+  libbenchmark-dev
+  dpkg-dev
+  file
+  lintian
+)
+# Peers of the benchmarks.
+optional=(
+  libicu-dev
+  uuid-dev
+  libboost-dev
+)
 
 missing=()
 for pkg in "${required[@]}" "${optional[@]}"; do

@@ -1,0 +1,128 @@
+// BSTR and SAFEARRAY: the length prefix and terminator, copies cut at a NUL, reallocation in
+// place and by moving, descriptor and data allocation with their result codes.
+#include <platform/system.h>
+
+#include <gtest/gtest.h>
+
+#include <climits>
+#include <cstdint>
+#include <cstring>
+#include <string>
+
+using namespace zulwin;
+
+namespace {
+
+// The 32-bit prefix and the characters through the terminator.
+std::u16string Contents(char16_t* s) {
+    return std::u16string(s, SysStringByteLen(s) / 2 + 1);
+}
+
+} // namespace
+
+TEST(Bstr, AllocationLayoutAndCopies) {
+    char16_t* s = SysAllocString(u"abc");
+    ASSERT_NE(s, nullptr);
+    std::uint32_t prefix;
+    std::memcpy(&prefix, reinterpret_cast<char*>(s) - 4, 4);
+    EXPECT_EQ(prefix, 6u);
+    EXPECT_EQ(Contents(s), std::u16string(u"abc\0", 4));
+    SysFreeString(s);
+
+    for (const char16_t* empty : {static_cast<const char16_t*>(nullptr), u""}) {
+        s = SysAllocString(empty);
+        ASSERT_NE(s, nullptr);
+        EXPECT_EQ(SysStringByteLen(s), 0u);
+        EXPECT_EQ(s[0], 0);
+        SysFreeString(s);
+    }
+    // The copy stops at a NUL; the length is always the one asked for.
+    s = SysAllocStringLen(u"ab\0cd", 5);
+    EXPECT_EQ(SysStringByteLen(s), 10u);
+    EXPECT_EQ(Contents(s), std::u16string(u"ab\0\0\0\0", 6));
+    SysFreeString(s);
+    s = SysAllocStringLen(nullptr, 3);
+    EXPECT_EQ(Contents(s), std::u16string(4, u'\0'));
+    SysFreeString(s);
+    s = SysAllocStringLen(u"xyz", 0);
+    EXPECT_EQ(Contents(s), std::u16string(1, u'\0'));
+    SysFreeString(s);
+    // Lengths whose byte count does not fit the 32-bit prefix are refused without allocating.
+    for (unsigned long huge :
+         {0x80000000UL, 1UL << 32, 0x7FFFFFFFFFFFFFFBUL, 0x7FFFFFFFFFFFFFFCUL, ULONG_MAX})
+        EXPECT_EQ(SysAllocStringLen(u"a", huge), nullptr) << huge;
+    SysFreeString(nullptr);
+    EXPECT_EQ(SysStringByteLen(nullptr), 0u);
+}
+
+TEST(Bstr, Reallocation) {
+    char16_t* s = SysAllocString(u"one");
+    char16_t* const before = s;
+    EXPECT_EQ(SysReAllocString(&s, u"two"), 1); // same length: in place
+    EXPECT_EQ(s, before);
+    EXPECT_EQ(Contents(s), std::u16string(u"two\0", 4));
+    EXPECT_EQ(SysReAllocString(&s, u"a much longer text"), 1);
+    EXPECT_EQ(Contents(s), std::u16string(u"a much longer text\0", 19));
+    EXPECT_EQ(SysReAllocString(&s, s + 2), 1); // from its own characters
+    EXPECT_EQ(Contents(s), std::u16string(u"much longer text\0", 17));
+    EXPECT_EQ(SysReAllocString(&s, nullptr), 1);
+    EXPECT_EQ(Contents(s), std::u16string(1, u'\0'));
+    SysFreeString(s);
+
+    char16_t* none = nullptr;
+    EXPECT_EQ(SysReAllocString(&none, u"new"), 1);
+    EXPECT_EQ(Contents(none), std::u16string(u"new\0", 4));
+    SysFreeString(none);
+    EXPECT_EQ(SysReAllocString(nullptr, u"x"), 0);
+}
+
+TEST(SafeArray, DescriptorsDataAndResultCodes) {
+    EXPECT_EQ(S_OK, 0);
+    EXPECT_EQ(static_cast<unsigned int>(E_FAIL), 0x80004005u);
+    EXPECT_EQ(static_cast<unsigned int>(E_OUTOFMEMORY), 0x8007000Eu);
+
+    tagSAFEARRAY* psa = nullptr;
+    ASSERT_EQ(SafeArrayAllocDescriptor(2, &psa), S_OK);
+    EXPECT_EQ(psa->cDims, 2);
+    EXPECT_EQ(psa->fFeatures + psa->cbElements + psa->cLocks, 0u);
+    EXPECT_EQ(psa->pvData, nullptr);
+    unsigned short vt = 99;
+    EXPECT_EQ(SafeArrayGetVartype(psa, &vt), S_OK);
+    EXPECT_EQ(vt, 0);
+    EXPECT_EQ(SafeArrayAllocData(psa), E_FAIL); // no element size yet
+    psa->cbElements = 4;
+    psa->rgsabound[0].cElements = 3;
+    psa->rgsabound[1].cElements = 5;
+    ASSERT_EQ(SafeArrayAllocData(psa), S_OK);
+    unsigned char const zeros[60] = {};
+    EXPECT_EQ(std::memcmp(psa->pvData, zeros, 60), 0); // writable and zeroed, 60 bytes
+    EXPECT_EQ(SafeArrayDestroyData(psa), S_OK);
+    EXPECT_EQ(psa->pvData, nullptr);
+    // The size is computed in 32 bits: 2^16 * 2^16 elements of one byte wrap to 0.
+    psa->cbElements = 1;
+    psa->rgsabound[0].cElements = 1u << 16;
+    psa->rgsabound[1].cElements = 1u << 16;
+    EXPECT_EQ(SafeArrayAllocData(psa), S_OK);
+    EXPECT_EQ(SafeArrayDestroyData(psa), S_OK);
+    EXPECT_EQ(SafeArrayDestroyDescriptor(psa), S_OK);
+
+    // Dimensions beyond what cDims can hold, and none at all, cannot be allocated.
+    for (unsigned int dims : {0u, 65536u, UINT_MAX}) {
+        psa = reinterpret_cast<tagSAFEARRAY*>(&vt);
+        EXPECT_EQ(SafeArrayAllocDescriptor(dims, &psa), E_OUTOFMEMORY) << dims;
+        EXPECT_EQ(psa, reinterpret_cast<tagSAFEARRAY*>(&vt)); // untouched
+    }
+    ASSERT_EQ(SafeArrayAllocDescriptor(65535, &psa), S_OK);
+    EXPECT_EQ(psa->cDims, 65535);
+    psa->rgsabound[65534].lLbound = -1; // the last bound lies inside the block
+    EXPECT_EQ(SafeArrayDestroyDescriptor(psa), S_OK);
+
+    EXPECT_EQ(SafeArrayAllocDescriptor(1, nullptr), E_FAIL);
+    EXPECT_EQ(SafeArrayAllocData(nullptr), E_FAIL);
+    EXPECT_EQ(SafeArrayDestroyData(nullptr), E_FAIL);
+    EXPECT_EQ(SafeArrayDestroyDescriptor(nullptr), E_FAIL);
+    EXPECT_EQ(SafeArrayGetVartype(nullptr, &vt), E_FAIL);
+    ASSERT_EQ(SafeArrayAllocDescriptor(1, &psa), S_OK);
+    EXPECT_EQ(SafeArrayGetVartype(psa, nullptr), E_FAIL);
+    SafeArrayDestroyDescriptor(psa);
+}
