@@ -190,4 +190,30 @@ TEST(Faults, CFileWriteThrowsItsCauseAndClosesOnUnwinding) {
     EXPECT_EQ(calls.at("write"), 5); // 64 KiB at a time
 }
 
+TEST(Faults, CGrowableBufferSaveThrowsItsCause) {
+    ScratchDir scratch;
+    std::string const dir = scratch / "d";
+    std::string const file = dir + "/buffer";
+    auto const calls = UnderEveryFailure(
+        dir, {"buffer", file, "100000"}, false,
+        [&] {
+            fs::remove_all(dir);
+            fs::create_directories(dir);
+        },
+        [&](const ProbeRun& run, const std::string& call, const std::string& error) {
+            if (call == "open") {
+                EXPECT_EQ(run.outcome, "false");
+            } else {
+                ASSERT_EQ(call, "write");
+                EXPECT_EQ(run.outcome, CauseOf(error));
+            }
+        },
+        [&](const ProbeRun& run) {
+            EXPECT_EQ(run.outcome, "ok");
+            EXPECT_EQ(fs::file_size(file), 8u + 100000u); // the length field, then the bytes
+        });
+    EXPECT_EQ(calls.at("open"), 1);
+    EXPECT_GE(calls.at("write"), 2);
+}
+
 } // namespace

@@ -7,8 +7,10 @@
 //
 //   fault_probe copy FROM TO          zulwin::CopyFile(FROM, TO, 0)
 //   fault_probe write FILE BYTES      CFile: create FILE and write BYTES bytes in 64 KiB writes
+//   fault_probe buffer FILE BYTES     CGrowableBuffer::Save of BYTES bytes into a created FILE
 #include <platform/file.h>
 #include <platform/filesystem.h>
+#include <platform/growable_buffer.h>
 #include <platform/last_error.h>
 
 #include <dirent.h>
@@ -61,6 +63,16 @@ bool WriteFile(const char* path, unsigned long bytes) {
     return true;
 }
 
+bool SaveBuffer(const char* path, unsigned long bytes) {
+    CGrowableBuffer const buffer(std::vector<unsigned char>(bytes, 0x5A));
+    zulwin::CFile file;
+    if (file.Open(path, zulwin::CFile::openWrite | zulwin::CFile::openCreate) == 0)
+        return false;
+    buffer.Save(&file);
+    file.Close();
+    return true;
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -69,6 +81,9 @@ int main(int argc, char** argv) {
         return Report([&] { return zulwin::CopyFile(argv[2], argv[3], 0) != 0; });
     if (args.size() == 3 && args[0] == "write")
         return Report([&] { return WriteFile(argv[2], std::strtoul(argv[3], nullptr, 10)); });
-    std::fprintf(stderr, "usage: fault_probe copy FROM TO | write FILE BYTES\n");
+    if (args.size() == 3 && args[0] == "buffer")
+        return Report([&] { return SaveBuffer(argv[2], std::strtoul(argv[3], nullptr, 10)); });
+    std::fprintf(stderr,
+                 "usage: fault_probe copy FROM TO | write FILE BYTES | buffer FILE BYTES\n");
     return 2;
 }
