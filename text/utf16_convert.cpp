@@ -9,6 +9,7 @@
 #include <emmintrin.h>
 
 #include <cstring>
+#include <memory>
 
 using utf8_private::detail::IsCont;
 
@@ -80,18 +81,30 @@ char16_t* ConvertStrict(const unsigned char* p, const unsigned char* end, char16
 } // namespace
 
 std::u16string CUtf8String::ToWide(char const* s) {
-    std::u16string result;
     if (s == nullptr || *s == 0)
-        return result;
+        return std::u16string();
     std::size_t const n = std::strlen(s);
     auto const* p = reinterpret_cast<const unsigned char*>(s);
-    // Four input bytes make at most two units, so n units always suffice.
-    result.resize(n);
-    char16_t* const out = &result[0];
-    result.resize(static_cast<std::size_t>(ConvertStrict(p, p + n, out) - out));
-    if (result.capacity() > result.size())
-        result.shrink_to_fit();
-    return result;
+    // Converted into scratch space (four input bytes make at most two units, so n units always
+    // suffice), then copied once into a result of exactly the converted size: no zero-filling
+    // of the worst case and no second allocation to shrink it. The scratch space is kept per
+    // thread up to a bound, so that small and medium texts never touch fresh pages.
+    constexpr std::size_t kKeptScratchUnits = 1 << 20;
+    static thread_local std::unique_ptr<char16_t[]> kept;
+    static thread_local std::size_t keptUnits = 0;
+    std::unique_ptr<char16_t[]> once;
+    char16_t* out;
+    if (n <= keptUnits) {
+        out = kept.get();
+    } else if (n <= kKeptScratchUnits) {
+        kept.reset(new char16_t[n]);
+        keptUnits = n;
+        out = kept.get();
+    } else {
+        once.reset(new char16_t[n]);
+        out = once.get();
+    }
+    return std::u16string(out, ConvertStrict(p, p + n, out));
 }
 
 std::u16string CUtf8String::ToWide() const {
