@@ -1,6 +1,7 @@
 // Path splitting, validation, canonical absolute paths and the current directory.
 #include <platform/files.h>
 
+#include "support/path_reference.h"
 #include "support/scratch.h"
 
 #include <gtest/gtest.h>
@@ -13,12 +14,6 @@ using namespace zulplatform;
 using zulwin::CString;
 
 namespace {
-
-// Reference: the standard lexical normalisation without its trailing slashes ("/" gives "").
-std::string ModelResolve(const std::string& path) {
-    const std::string normal = std::filesystem::path(path).lexically_normal().string();
-    return normal.substr(0, normal.find_last_not_of('/') + 1);
-}
 
 // "folder|extension|base name|" followed by F for a file name and A for an absolute path.
 std::string Split(const char* text) {
@@ -50,7 +45,7 @@ TEST(ResolveFullPath, AgreesWithModelAndRefusesRelativePaths) {
         CString path(text.c_str());
         const bool absolute = !text.empty() && text[0] == '/';
         ASSERT_EQ(ResolveFullPath(path), absolute) << text;
-        ASSERT_EQ(path.GetString(), absolute ? ModelResolve(text) : text) << text;
+        ASSERT_EQ(path.GetString(), absolute ? test_support::RefResolve(text) : text) << text;
     }
 }
 

@@ -1,5 +1,7 @@
 // UTF-8 primitives and CUtf8String: the rules with their deliberate quirks, and differential
 // checks of the block-wise fast paths against plain reference implementations.
+#include "support/utf8_reference.h"
+
 #include <platform/unicode.h>
 
 #include <gtest/gtest.h>
@@ -14,49 +16,9 @@
 
 namespace {
 
+using namespace test_support;
 using utf8_private::GetValidSize;
 using utf8_private::IsValidString;
-
-// --- References, written as plainly as the rules read. ---
-
-bool RefIsValidString(const char* s) {
-    unsigned long len;
-    for (; *s != 0; s += len)
-        if (!utf8_private::IsValidCodePoint(s, len))
-            return false;
-    return true;
-}
-
-// The case walk on a copy padded with NULs, so the unchecked decoder may read past the end.
-std::string RefConvert(const std::string& in, bool lower) {
-    std::string const padded = in + std::string(8, '\0');
-    std::string out;
-    for (std::size_t pos = 0, len; pos < in.size(); pos += len) {
-        if ((len = CUtf8String::GetSequenceLen(padded[pos])) == 0)
-            break;
-        unsigned const cp = utf8_private::GetCodePoint(padded.data() + pos, len);
-        utf8_private::SetCodePoint(out,
-                                   lower ? utf8_private::tolower(cp) : utf8_private::toupper(cp));
-    }
-    return out;
-}
-
-std::string RefAccept(const char* s) {
-    std::string out(s);
-    if (!RefIsValidString(s))
-        for (char& c : out)
-            c = static_cast<unsigned char>(c) >= 0x80 ? '?' : c;
-    return out;
-}
-
-std::u16string RefToWide(std::string s) {
-    unsigned long const n = CUtf8String::utf8_check(reinterpret_cast<unsigned char*>(&s[0]));
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-    std::wstring_convert<std::codecvt_utf8_utf16<char16_t, 0x10FFFF>, char16_t> conv;
-    return conv.from_bytes(s.data(), s.data() + n);
-#pragma GCC diagnostic pop
-}
 
 int Sign(int v) {
     return (v > 0) - (v < 0);

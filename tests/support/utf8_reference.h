@@ -1,0 +1,71 @@
+// Plain reference implementations of the UTF-8 rules, written as the rules read, for checking
+// the library's fast paths in tests and fuzz targets.
+#pragma once
+
+#include <platform/unicode.h>
+
+#include <codecvt>
+#include <cstring>
+#include <locale>
+#include <string>
+
+namespace test_support {
+
+// The light rule, sequence by sequence up to the terminator.
+inline bool RefIsValidString(const char* s) {
+    unsigned long len;
+    for (; *s != 0; s += len)
+        if (!utf8_private::IsValidCodePoint(s, len))
+            return false;
+    return true;
+}
+
+// The acceptance rule: valid text as it is, else every byte of 0x80 and above as '?'.
+inline std::string RefAccept(const char* s) {
+    std::string out(s);
+    if (!RefIsValidString(s))
+        for (char& c : out)
+            c = static_cast<unsigned char>(c) >= 0x80 ? '?' : c;
+    return out;
+}
+
+// The case walk over raw content, on a copy padded with NULs so that the unchecked decoder may
+// read past the end.
+inline std::string RefConvert(const std::string& in, bool lower) {
+    std::string const padded = in + std::string(8, '\0');
+    std::string out;
+    for (std::size_t pos = 0, len; pos < in.size(); pos += len) {
+        if ((len = CUtf8String::GetSequenceLen(padded[pos])) == 0)
+            break;
+        unsigned const cp = utf8_private::GetCodePoint(padded.data() + pos, len);
+        utf8_private::SetCodePoint(out,
+                                   lower ? utf8_private::tolower(cp) : utf8_private::toupper(cp));
+    }
+    return out;
+}
+
+// The code-point count of raw content: steps by the sequence-length table until a NUL lead
+// byte; a sequence cut by the end counts once.
+inline unsigned long RefLength(const std::string& s) {
+    unsigned long count = 0;
+    for (std::size_t pos = 0; pos < s.size();) {
+        unsigned const len = CUtf8String::GetSequenceLen(s[pos]);
+        if (len == 0)
+            break;
+        ++count;
+        pos += len;
+    }
+    return count;
+}
+
+// The strictly valid prefix through the standard converter.
+inline std::u16string RefToWide(std::string s) {
+    unsigned long const n = CUtf8String::utf8_check(reinterpret_cast<unsigned char*>(&s[0]));
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+    std::wstring_convert<std::codecvt_utf8_utf16<char16_t, 0x10FFFF>, char16_t> conv;
+    return conv.from_bytes(s.data(), s.data() + n);
+#pragma GCC diagnostic pop
+}
+
+} // namespace test_support
