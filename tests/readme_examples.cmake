@@ -19,6 +19,8 @@ foreach(block IN LISTS readme_blocks)
   configure_file(${source}.new ${source} COPYONLY)
   add_executable(readme_example_${readme_index} ${source})
   target_link_libraries(readme_example_${readme_index} PRIVATE platform platform_warnings)
+  # The examples check their claims with assert: keep it live in optimised builds too.
+  target_compile_options(readme_example_${readme_index} PRIVATE -UNDEBUG)
   add_test(NAME readme_example_${readme_index} COMMAND readme_example_${readme_index}
            WORKING_DIRECTORY ${CMAKE_CURRENT_BINARY_DIR}/readme)
   set_tests_properties(readme_example_${readme_index} PROPERTIES LABELS readme TIMEOUT 60)
