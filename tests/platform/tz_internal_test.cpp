@@ -1,0 +1,258 @@
+// Zone internals: the POSIX rule parser and the TZif reader against the C library's reading of
+// the same rules and files, and against damaged input of every kind.
+#include "platform/internal/civil_days.h"
+#include "platform/internal/tz_posix_rule.h"
+#include "platform/internal/tz_zone.h"
+#include "platform/internal/tzif_reader.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+using namespace zulplatform;
+
+namespace {
+
+bool Parse(const std::string& text, _TzPosixRule& rule) {
+    return _ParseTzPosixRule(text.data(), text.size(), rule);
+}
+
+// Sets TZ for the C library for the life of the object.
+class ScopedTz {
+public:
+    explicit ScopedTz(const std::string& value) {
+        const char* const old = std::getenv("TZ");
+        m_had = old != nullptr;
+        if (m_had)
+            m_old = old;
+        setenv("TZ", value.c_str(), 1);
+        tzset();
+    }
+    ~ScopedTz() {
+        if (m_had)
+            setenv("TZ", m_old.c_str(), 1);
+        else
+            unsetenv("TZ");
+        tzset();
+    }
+
+private:
+    bool m_had = false;
+    std::string m_old;
+};
+
+std::vector<unsigned char> ReadFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
+}
+
+// Compares a zone with the C library's localtime_r under TZ=`tz` at random instants from
+// `from` (Unix seconds) to 2400.
+void ExpectSameAsCLibrary(const _TzZone& zone, const std::string& tz, unsigned seed,
+                          std::int64_t from) {
+    ScopedTz scoped(tz);
+    std::mt19937_64 rng(seed);
+    std::uniform_int_distribution<std::int64_t> instants(from, 13569465600);
+    for (int i = 0; i < 2000; ++i) {
+        std::int64_t const t = instants(rng);
+        time_t const tt = static_cast<time_t>(t);
+        struct tm tm;
+        ASSERT_NE(localtime_r(&tt, &tm), nullptr);
+        const _TzLocalType& type = zone.TypeAt(t);
+        ASSERT_EQ(type.offset, tm.tm_gmtoff) << tz << " at " << t;
+        ASSERT_EQ(zone.Abbreviation(type), tm.tm_zone) << tz << " at " << t;
+    }
+}
+
+} // namespace
+
+TEST(TzPosixRule, ReadsEveryFormTheCLibraryAccepts) {
+    struct Case {
+        const char* text;
+        const char* stdAbbr;
+        int stdOffset;
+        const char* dstAbbr;
+        int dstOffset;
+    };
+    Case const cases[] = {
+        {"UTC0", "UTC", 0, "UTC", 0},
+        {"EST5", "EST", -18000, "EST", -18000},
+        {"<+0330>-3:30", "+0330", 12600, "+0330", 12600},
+        {"<-03>3<-02>,M3.5.0/-2,M10.5.0/-1", "-03", -10800, "-02", -7200},
+        {"CET-1CEST,M3.5.0,M10.5.0/3", "CET", 3600, "CEST", 7200},
+        {"EST5EDT", "EST", -18000, "EDT", -14400},
+        {"NZST-12NZDT,M9.5.0,M4.1.0/3", "NZST", 43200, "NZDT", 46800},
+        {"AAA+25BBB-30:99:99,J60/30,100/-167", "AAA", -86400, "BBB", 90000 - 1},
+        {"<+1030>-10:30<+11>-11,M10.1.0,M4.1.0", "+1030", 37800, "+11", 39600},
+        {"IST-1GMT0,M10.5.0,M3.5.0/1", "IST", 3600, "GMT", 0},
+        {"EST5EDT,0/0,J365/25", "EST", -18000, "EDT", -14400},
+    };
+    for (const Case& c : cases) {
+        _TzPosixRule rule;
+        ASSERT_TRUE(Parse(c.text, rule)) << c.text;
+        EXPECT_EQ(rule.stdAbbr, c.stdAbbr) << c.text;
+        EXPECT_EQ(rule.stdOffset, c.stdOffset) << c.text;
+        EXPECT_EQ(rule.dstAbbr, c.dstAbbr) << c.text;
+        EXPECT_EQ(rule.dstOffset, c.dstOffset) << c.text;
+    }
+}
+
+TEST(TzPosixRule, RefusesMalformedRules) {
+    const char* const bad[] = {
+        "",
+        "UT0",
+        "<AB>1",
+        "<ABC1",
+        "EST",
+        "EST+",
+        "EST5EDT,M3",
+        "EST5EDT,M13.1.0,M11.1.0",
+        "EST5EDT,M3.6.0,M11.1.0",
+        "EST5EDT,M3.2.7,M11.1.0",
+        "EST5EDT,J0,J100",
+        "EST5EDT,366,J100",
+        "EST5 ",
+        "EST5EDT4x",
+        "CET-1CEST,M3.5.0,M10.5.0/3,",
+        "EST5EDT,M3.2.0/9999999,M11.1.0",
+        "EST1234567",
+    };
+    for (const char* text : bad) {
+        _TzPosixRule rule;
+        EXPECT_FALSE(Parse(text, rule)) << text;
+    }
+    // Every prefix of a valid rule either parses or is refused; none reads past its length.
+    std::string const full = "<+1030>-10:30<+11>-11,M10.1.0/2:30:15,J91/-3:00";
+    for (std::size_t n = 0; n <= full.size(); ++n) {
+        std::vector<char> copy(full.begin(), full.begin() + static_cast<std::ptrdiff_t>(n));
+        _TzPosixRule rule;
+        _ParseTzPosixRule(copy.data(), copy.size(), rule);
+    }
+}
+
+TEST(TzPosixRule, ZonesMadeFromRulesMatchTheCLibrary) {
+    const char* const rules[] = {
+        "CET-1CEST,M3.5.0,M10.5.0/3",   "EST5EDT,M3.2.0,M11.1.0",
+        "NZST-12NZDT,M9.5.0,M4.1.0/3",  "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0",
+        "IST-1GMT0,M10.5.0,M3.5.0/1",   "<-03>3<-02>,M3.5.0/-2,M10.5.0/-1",
+        "AAA3BBB,J60/30,100/-20",       "<+0545>-5:45",
+        "XXX-2YYY,M3.5.4/26,M10.5.5/1",
+    };
+    unsigned seed = 1;
+    for (const char* text : rules) {
+        _TzPosixRule rule;
+        ASSERT_TRUE(Parse(text, rule)) << text;
+        _TzZone zone;
+        ASSERT_TRUE(zone.Build(rule));
+        // The C library evaluates a rule for any year up to 1970 as if it were 1970.
+        ExpectSameAsCLibrary(zone, text, seed++, 31536000);
+    }
+}
+
+TEST(TzifReader, SystemZonesMatchTheCLibrary) {
+    const char* const names[] = {"Europe/Berlin",    "America/New_York",  "Australia/Lord_Howe",
+                                 "Europe/Dublin",    "Africa/Casablanca", "America/Sao_Paulo",
+                                 "Asia/Kathmandu",   "Pacific/Chatham",   "America/St_Johns",
+                                 "Antarctica/Troll", "Asia/Tehran",       "Etc/UTC"};
+    unsigned seed = 100;
+    for (const char* name : names) {
+        std::vector<unsigned char> const bytes =
+            ReadFile(std::string("/usr/share/zoneinfo/") + name);
+        ASSERT_FALSE(bytes.empty()) << name;
+        _TzZone zone;
+        ASSERT_TRUE(_ReadTzif(bytes.data(), bytes.size(), zone)) << name;
+        ExpectSameAsCLibrary(zone, name, seed++, -5364662400);
+    }
+}
+
+TEST(TzifReader, RefusesEveryTruncation) {
+    std::vector<unsigned char> const bytes = ReadFile("/usr/share/zoneinfo/Europe/Berlin");
+    ASSERT_GT(bytes.size(), 100u);
+    for (std::size_t n = 0; n < bytes.size(); ++n) {
+        // An exact-size heap copy, so that a read past the end is caught by the sanitizers.
+        std::vector<unsigned char> cut(bytes.begin(),
+                                       bytes.begin() + static_cast<std::ptrdiff_t>(n));
+        _TzZone zone;
+        EXPECT_FALSE(_ReadTzif(cut.data(), cut.size(), zone)) << n;
+    }
+}
+
+TEST(TzifReader, RefusesCorruptedCountsAndIndexes) {
+    std::vector<unsigned char> const bytes = ReadFile("/usr/share/zoneinfo/America/New_York");
+    ASSERT_GT(bytes.size(), 100u);
+    // Each of the six counts of both headers set to values that cannot fit.
+    std::size_t const second = [&] {
+        for (std::size_t i = 4; i + 4 <= bytes.size(); ++i)
+            if (bytes[i] == 'T' && bytes[i + 1] == 'Z' && bytes[i + 2] == 'i' &&
+                bytes[i + 3] == 'f')
+                return i;
+        return std::size_t{0};
+    }();
+    ASSERT_NE(second, 0u);
+    for (std::size_t header : {std::size_t{0}, second}) {
+        for (std::size_t field = 0; field < 6; ++field) {
+            for (std::uint32_t value : {0xFFFFFFFFu, 0x80000000u, 0x10000u, 257u}) {
+                std::vector<unsigned char> bad = bytes;
+                std::size_t const at = header + 20 + field * 4;
+                bad[at] = static_cast<unsigned char>(value >> 24);
+                bad[at + 1] = static_cast<unsigned char>(value >> 16);
+                bad[at + 2] = static_cast<unsigned char>(value >> 8);
+                bad[at + 3] = static_cast<unsigned char>(value);
+                _TzZone zone;
+                EXPECT_FALSE(_ReadTzif(bad.data(), bad.size(), zone)) << header << " " << field;
+            }
+        }
+    }
+    // Random bytes anywhere in the file: read or refused, never a fault.
+    std::mt19937 rng(7);
+    for (int i = 0; i < 3000; ++i) {
+        std::vector<unsigned char> bad = bytes;
+        for (int k = 0; k < 3; ++k)
+            bad[rng() % bad.size()] = static_cast<unsigned char>(rng());
+        _TzZone zone;
+        if (_ReadTzif(bad.data(), bad.size(), zone)) {
+            zone.TypeAt(0);
+            zone.WallOffset(4102444800, 1);
+        }
+    }
+    // A footer that is not a rule.
+    std::vector<unsigned char> footer = bytes;
+    footer[footer.size() - 3] = '!';
+    _TzZone zone;
+    EXPECT_FALSE(_ReadTzif(footer.data(), footer.size(), zone));
+}
+
+TEST(TzZone, WallTimesInGapsAndFoldsFollowTheFoldRules) {
+    _TzPosixRule rule;
+    ASSERT_TRUE(Parse("CET-1CEST,M3.5.0,M10.5.0/3", rule));
+    _TzZone zone;
+    ASSERT_TRUE(zone.Build(rule));
+    auto local = [](int y, int m, int d, int h, int min) {
+        return _DaysFromCivil(y, m, d) * kSecondsPerDay + h * 3600 + min * 60;
+    };
+    struct Case {
+        std::int64_t wall;
+        int fold;
+        int offset;
+    };
+    // 2024: the gap is 02:00-03:00 on March 31, the repeated hour 02:00-03:00 on October 27;
+    // the same days of 2424 (a cycle later) and of 1624 (before) behave alike.
+    for (int cycle : {-1, 0, 1, 20}) {
+        int const y = 2024 + 400 * cycle;
+        Case const cases[] = {
+            {local(y, 3, 31, 1, 59), 0, 3600},  {local(y, 3, 31, 1, 59), 1, 3600},
+            {local(y, 3, 31, 2, 30), 0, 3600},  {local(y, 3, 31, 2, 30), 1, 7200},
+            {local(y, 3, 31, 3, 0), 0, 7200},   {local(y, 3, 31, 3, 0), 1, 7200},
+            {local(y, 10, 27, 1, 59), 1, 7200}, {local(y, 10, 27, 2, 30), 0, 7200},
+            {local(y, 10, 27, 2, 30), 1, 3600}, {local(y, 10, 27, 3, 0), 0, 3600},
+        };
+        for (const Case& c : cases)
+            EXPECT_EQ(zone.WallOffset(c.wall, c.fold), c.offset) << y << " " << c.wall;
+    }
+}
