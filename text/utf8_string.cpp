@@ -32,6 +32,34 @@ void AppendAccepted(std::string& out, const char* s) {
 
 } // namespace
 
+namespace utf8_private {
+namespace detail {
+
+unsigned long CountCodePoints(const unsigned char* p, const unsigned char* end,
+                              unsigned long enough) {
+    unsigned long count = 0;
+    while (p < end && count < enough) {
+        // Runs of ASCII count one per byte.
+        std::size_t const want = enough - count;
+        auto const* const stop = static_cast<std::size_t>(end - p) < want ? end : p + want;
+        auto const* const q = SkipAscii(p, stop);
+        count += static_cast<unsigned long>(q - p);
+        p = q;
+        if (p == end || count == enough)
+            break;
+        unsigned const len = SeqLen(*p);
+        if (len == 0)
+            break;
+        ++count;
+        // A sequence cut by the end of the buffer counts once and ends the walk.
+        p += len < static_cast<std::size_t>(end - p) ? len : static_cast<std::size_t>(end - p);
+    }
+    return count;
+}
+
+} // namespace detail
+} // namespace utf8_private
+
 CUtf8String::CUtf8String(CUtf8String&& other) noexcept : m_str(std::move(other.m_str)) {
     other.m_str.clear();
 }
@@ -137,23 +165,7 @@ CUtf8String& CUtf8String::operator+=(char16_t const* s) {
 
 unsigned long CUtf8String::GetLength() const {
     auto const* p = reinterpret_cast<unsigned char const*>(m_str.data());
-    auto const* const end = p + m_str.size();
-    unsigned long count = 0;
-    while (p < end) {
-        // Runs of ASCII count one per byte.
-        auto const* q = utf8_private::detail::SkipAscii(p, end);
-        count += static_cast<unsigned long>(q - p);
-        p = q;
-        if (p == end)
-            break;
-        unsigned const len = SeqLen(*p);
-        if (len == 0)
-            break;
-        ++count;
-        // A sequence cut by the end of the buffer counts once and ends the walk.
-        p += len < static_cast<std::size_t>(end - p) ? len : static_cast<std::size_t>(end - p);
-    }
-    return count;
+    return utf8_private::detail::CountCodePoints(p, p + m_str.size(), ~0UL);
 }
 
 int CUtf8String::Compare(char const* s) const {
@@ -205,13 +217,19 @@ void _CUtf8String::InsertAt(unsigned long pos, char const* s) {
 
 bool _CUtf8String::Find(char const* s, unsigned long& pos) const {
     // The start is bounded by the number of code points, not bytes: text with multi-byte
-    // characters cannot be searched from a byte position at or beyond that count.
-    if (s == nullptr || pos >= GetLength())
+    // characters cannot be searched from a byte position at or beyond that count. The count never
+    // exceeds the byte length, and it is only needed when there is a hit: then the walk stops as
+    // soon as it has passed the start, so a search from near the beginning does not pay for the
+    // whole text.
+    if (s == nullptr || pos >= m_str.size())
         return false;
     char const* const base = m_str.c_str();
     char const* hit =
         (s[0] != 0 && s[1] == 0) ? std::strchr(base + pos, s[0]) : std::strstr(base + pos, s);
     if (hit == nullptr)
+        return false;
+    auto const* const bytes = reinterpret_cast<unsigned char const*>(base);
+    if (utf8_private::detail::CountCodePoints(bytes, bytes + m_str.size(), pos + 1) <= pos)
         return false;
     pos = static_cast<unsigned long>(hit - base);
     return true;

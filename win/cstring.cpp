@@ -6,12 +6,17 @@
 #include <platform/exception.h>
 #include <platform/module_object.h>
 
+#include "text/internal/code_point_tally.h"
+#include "text/internal/utf8.h"
+
 #include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <functional>
 #include <string>
+#include <string_view>
 #include <utility>
+#include <vector>
 
 namespace zulwin {
 
@@ -241,24 +246,100 @@ CString& CString::MakeUpper() {
     return *this;
 }
 
-int CString::Replace(char oldChar, char newChar) {
-    if (IsEmpty() || oldChar == '\0' || newChar == '\0' || oldChar == newChar)
-        return 0;
-    const CharText target(oldChar);
-    const CharText replacement(newChar);
+namespace {
+
+using utf8_private::detail::CodePointTally;
+using utf8_private::detail::SkipAscii;
+
+bool IsPlainAscii(const char* p, std::size_t n) {
+    auto const* const b = reinterpret_cast<const unsigned char*>(p);
+    return SkipAscii(b, b + n) == b + n;
+}
+
+// First occurrence of `needle` (not empty) in [p, p + n): within the bytes before the first NUL
+// this finds what strchr and strstr find.
+const char* FindIn(const char* p, std::size_t n, std::string_view needle) {
+    if (needle.size() == 1)
+        return static_cast<const char*>(std::memchr(p, needle[0], n));
+    return static_cast<const char*>(memmem(p, n, needle.data(), needle.size()));
+}
+
+// The text replacement with each round applied to the string in place: remove the hit, insert
+// the replacement, search again from the start of what was inserted. Kept for replacement texts
+// that contain the searched text in strings with multi-byte characters: there the rounds end
+// only when the position, which stays inside the growing replacement, reaches the code-point
+// count, and only replaying them gives that result.
+int ReplaceRoundByRound(zulplatform::_CUtf8String& str, const char* oldText, const char* newText) {
+    const unsigned long oldLen = std::strlen(oldText);
     int count = 0;
     unsigned long pos = 0;
-    while (m_str.Find(target.text, pos)) {
-        m_str.ReplaceAt(pos, replacement.text, 1);
+    while (str.Find(oldText, pos)) {
+        str.RemoveAt(pos, oldLen);
+        str.InsertAt(pos, newText);
         ++count;
     }
     return count;
 }
 
+// Offsets in `replacement` from which its rest is a proper beginning of `target`: where a hit
+// can start inside the text just inserted and run on into the text after it.
+std::vector<std::size_t> OverlapStarts(std::string_view replacement, std::string_view target) {
+    std::vector<std::size_t> starts;
+    std::size_t const first =
+        replacement.size() >= target.size() ? replacement.size() - target.size() + 1 : 0;
+    for (std::size_t i = first; i < replacement.size(); ++i)
+        if (target.compare(0, replacement.size() - i, replacement.substr(i)) == 0)
+            starts.push_back(i);
+    return starts;
+}
+
+} // namespace
+
+int CString::Replace(char oldChar, char newChar) {
+    if (IsEmpty() || oldChar == '\0' || newChar == '\0' || oldChar == newChar)
+        return 0;
+    std::string& bytes = m_str.raw();
+    char* const base = &bytes[0];
+    // Searches end at the first NUL, and replacing never moves it.
+    std::size_t const searchable = std::strlen(base);
+    unsigned long count = 0;
+    std::size_t pos = 0;
+    auto nextHit = [&]() -> char* {
+        return static_cast<char*>(std::memchr(base + pos, oldChar, searchable - pos));
+    };
+    if (static_cast<unsigned char>(oldChar) < 0x80 && static_cast<unsigned char>(newChar) < 0x80) {
+        // One ASCII byte for another leaves the code-point count as it is.
+        std::size_t const limit = m_str.GetLength();
+        for (char* hit; pos < limit && (hit = nextHit()) != nullptr; ++count) {
+            *hit = newChar;
+            pos = static_cast<std::size_t>(hit - base);
+        }
+        return static_cast<int>(count);
+    }
+    // A byte of 0x80 and above changes how the text steps into code points, so the bound is
+    // kept up to date hit by hit. The bytes after a hit are still the original ones.
+    CodePointTally tally(bytes);
+    for (char* hit; (hit = nextHit()) != nullptr; ++count) {
+        std::string_view const done(base, pos);
+        unsigned long const limit =
+            count == 0 ? tally.Count(done, {}, 0) : tally.Count(done, {&newChar, 1}, pos + 1);
+        if (pos >= limit)
+            break;
+        *hit = newChar;
+        pos = static_cast<std::size_t>(hit - base);
+    }
+    return static_cast<int>(count);
+}
+
 int CString::Replace(const char* oldText, const char* newText) {
     if (IsEmpty() || oldText == nullptr || newText == nullptr || std::strcmp(oldText, newText) == 0)
         return 0;
-    // The edits below move this string's bytes, so arguments that live in them are copied.
+    // An empty text matches at the search position itself, before and after each insertion, so
+    // the rounds could never end: such a call changes nothing.
+    if (*oldText == '\0')
+        return 0;
+    // The result is built apart from this string's bytes, so arguments that live in them are
+    // copied.
     std::string oldCopy, newCopy;
     if (PointsInto(*this, oldText)) {
         oldCopy = oldText;
@@ -268,30 +349,108 @@ int CString::Replace(const char* oldText, const char* newText) {
         newCopy = newText;
         newText = newCopy.c_str();
     }
-    const unsigned long oldLen = std::strlen(oldText);
-    int count = 0;
-    unsigned long pos = 0;
-    // The search resumes at the start of the inserted text, not after it.
-    while (m_str.Find(oldText, pos)) {
-        m_str.RemoveAt(pos, oldLen);
-        m_str.InsertAt(pos, newText);
-        ++count;
+    std::string_view const target(oldText), replacement(newText);
+    std::string& bytes = m_str.raw();
+    std::size_t const searchable = std::strlen(bytes.c_str());
+    bool const replacementHasTarget = replacement.find(target) != std::string_view::npos;
+    if (replacementHasTarget &&
+        !(IsPlainAscii(bytes.data(), searchable) && IsPlainAscii(newText, replacement.size())))
+        return ReplaceRoundByRound(m_str, oldText, newText);
+
+    // One pass: `done` is the text before the search position, `piece` what the last round
+    // inserted there, and the original from `from` follows it. A round searches from the start
+    // of the piece, so a hit may begin inside it and run on into the original.
+    //
+    // A replacement that contains the searched text (in plain ASCII text, the only case left
+    // here) would be found inside itself again and again: those rounds never ended and the text
+    // grew without bound. Here the search resumes after the inserted text instead, which gives
+    // the same result as round by round for every call that ever returned.
+    std::vector<std::size_t> const overlaps =
+        replacementHasTarget ? std::vector<std::size_t>() : OverlapStarts(replacement, target);
+    std::string const& original = bytes;
+    std::string_view const source(original);
+    std::string done;
+    done.reserve(original.size());
+    std::string_view piece;
+    std::size_t from = 0;
+    CodePointTally tally(source);
+    unsigned long count = 0;
+    for (;; ++count) {
+        std::size_t consumed = 0; // bytes of the original the hit takes after the piece
+        std::size_t keep = 0;     // bytes of the piece before the hit
+        bool found = false;
+        for (std::size_t start : overlaps) {
+            if (start >= piece.size())
+                break;
+            std::size_t const rest = target.size() - (piece.size() - start);
+            if (from + rest <= searchable &&
+                source.compare(from, rest, target.substr(piece.size() - start)) == 0) {
+                keep = start;
+                consumed = rest;
+                found = true;
+                break;
+            }
+        }
+        const char* hit = nullptr;
+        if (!found) {
+            hit = FindIn(original.data() + from, searchable - from, target);
+            if (hit == nullptr)
+                break;
+            keep = piece.size();
+        }
+        // The search position is where `done` ends; it must stay below the code-point count.
+        if (done.size() >= tally.Count(done, piece, from))
+            break;
+        done.append(piece.data(), keep);
+        if (hit != nullptr) {
+            std::size_t const at = static_cast<std::size_t>(hit - original.data());
+            done.append(original, from, at - from);
+            from = at + target.size();
+        } else {
+            from += consumed;
+        }
+        if (replacementHasTarget) {
+            done.append(replacement.data(), replacement.size());
+            piece = {};
+        } else {
+            piece = replacement;
+        }
     }
-    return count;
+    done.append(piece.data(), piece.size());
+    done.append(original, from, std::string::npos);
+    bytes.swap(done);
+    return static_cast<int>(count);
 }
 
 int CString::Remove(char c) {
     if (IsEmpty())
         return 0;
-    // For NUL the text is empty, which matches at every position: the string empties.
-    const CharText target(c);
-    int count = 0;
-    unsigned long pos = 0;
-    while (m_str.Find(target.text, pos)) {
-        m_str.RemoveAt(pos, 1);
-        ++count;
+    std::string& bytes = m_str.raw();
+    std::size_t const searchable = std::strlen(bytes.c_str());
+    if (c == '\0') {
+        // NUL matches at every position: the first byte goes as long as the text has a code
+        // point, that is up to the first NUL.
+        bytes.erase(0, searchable);
+        return static_cast<int>(searchable);
     }
-    return count;
+    std::string const& original = bytes;
+    std::string done;
+    done.reserve(original.size());
+    CodePointTally tally(original);
+    std::size_t from = 0;
+    unsigned long count = 0;
+    for (;; ++count) {
+        auto const* const hit =
+            static_cast<const char*>(std::memchr(original.data() + from, c, searchable - from));
+        if (hit == nullptr || done.size() >= tally.Count(done, {}, from))
+            break;
+        std::size_t const at = static_cast<std::size_t>(hit - original.data());
+        done.append(original, from, at - from);
+        from = at + 1;
+    }
+    done.append(original, from, std::string::npos);
+    bytes.swap(done);
+    return static_cast<int>(count);
 }
 
 // A single insertion copes with `s` pointing into this string's own bytes.

@@ -85,5 +85,11 @@ bool ScanValidString(const char* s, std::size_t& len);
 // Position of the first byte at or after `p` (and before `end`) that is not 01..7F.
 const unsigned char* SkipAscii(const unsigned char* p, const unsigned char* end);
 
+// Code points of the bytes [p, end), stepping by the sequence-length table until a NUL lead
+// byte; a sequence cut by `end` counts once. Stops early once the count reaches `enough`, so a
+// caller that only needs to know whether the count exceeds a position pays for that prefix.
+unsigned long CountCodePoints(const unsigned char* p, const unsigned char* end,
+                              unsigned long enough);
+
 } // namespace detail
 } // namespace utf8_private
