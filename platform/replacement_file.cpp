@@ -13,14 +13,15 @@
 namespace zulplatform {
 namespace {
 
-// The path a write through `path` would reach when `path` is a dangling symbolic link (followed
-// through chains of links, within the system's nesting limit); `path` itself otherwise.
-std::string WriteDestination(const char* path) {
+// The path a write through `path` would reach when `path` is a symbolic link (followed through
+// chains of links, within the system's nesting limit) that is dangling or, with `followLinks`,
+// any link; `path` itself otherwise.
+std::string WriteDestination(const char* path, bool followLinks) {
     std::string current(path);
     for (int depth = 0; depth < 40; ++depth) {
         struct stat st;
         if (lstat(current.c_str(), &st) != 0 || !S_ISLNK(st.st_mode) ||
-            stat(current.c_str(), &st) == 0)
+            (!followLinks && stat(current.c_str(), &st) == 0))
             return current;
         char link[PATH_MAX];
         ssize_t const n = readlink(current.c_str(), link, sizeof link - 1);
@@ -42,7 +43,8 @@ std::atomic<unsigned long> g_sequence{0};
 
 } // namespace
 
-_CReplacementFile::_CReplacementFile(const char* target) : m_target(WriteDestination(target)) {}
+_CReplacementFile::_CReplacementFile(const char* target, bool followLinks)
+    : m_target(WriteDestination(target, followLinks)) {}
 
 _CReplacementFile::~_CReplacementFile() {
     if (m_pending)

@@ -1,6 +1,7 @@
 // Umbrella header: every family of the library.
 #pragma once
 
+#include <platform/config.h>
 #include <platform/files.h>
 #include <platform/module.h>
 #include <platform/strings.h>

@@ -11,8 +11,10 @@ namespace zulplatform {
 class _CReplacementFile {
 public:
     // `target` is the path to replace. A dangling symbolic link is followed (the content goes
-    // where the link points, as writing through the link would); any other link is replaced.
-    explicit _CReplacementFile(const char* target);
+    // where the link points, as writing through the link would); any other link is replaced,
+    // unless `followLinks` asks for every link to be followed, so that the link stays and its
+    // target gets the new content.
+    explicit _CReplacementFile(const char* target, bool followLinks = false);
     _CReplacementFile(const _CReplacementFile&) = delete;
     _CReplacementFile& operator=(const _CReplacementFile&) = delete;
     // Removes the temporary file unless Commit succeeded.

@@ -1,0 +1,126 @@
+// The INI text form: parsing rules and failures, the writer's layout, and hostile input.
+#include <platform/ini_file.h>
+
+#include <gtest/gtest.h>
+
+#include <random>
+#include <string>
+
+using zulwin::CString;
+
+namespace {
+
+// The document as one line per entry, "section|key=value", in enumeration order.
+std::string Dump(CIniFile const& ini) {
+    std::string out;
+    ini.Iterate([&](CString const& s) { out += "[" + std::string(s.GetString()) + "]"; },
+                [&](CString const& k, CString const& v) {
+                    out += std::string(k.GetString()) + "=" + v.GetString() + ";";
+                });
+    return out;
+}
+
+TEST(IniText, ParsesLinesAsDocumented) {
+    struct Case {
+        std::string text;
+        bool ok;
+        std::string dump;
+    };
+    Case const cases[] = {
+        {"k=v\n[A]\nx=1", true, "[A]=;x=1;"},
+        {"[ A ]\n", true, "[ A ]=;"},
+        {"[A] ; note\n", false, ""},
+        {"[A]  \t\n", true, "[A]=;"},
+        {"[A]\nk = a = b ; c\n", true, "[A]=;k=a = b ; c;"},
+        {"[A]\r\nk=v\r\n\r\n", true, "[A]=;k=v;"},
+        {"[A]\n\r\nk=v\r", true, "[A]=;k=v;"},
+        {"[A]\na\rb=c\n", true, "[A]=;ab=c;"},
+        {"[A]\n[a]\nk=1\nK=2", true, "[A]=;k=2;"},
+        {"[A]\n; k=1\n  # k=2\n\n", true, "[A]=;"},
+        {"[A]\n=v\n", true, "[A]=v;"},
+        {"[A]\n\"q\" = \"v\"\n", true, "[A]=;\"q\"=\"v\";"},
+        {"[A]\nk=1\nnoequals\nj=2", false, "[A]=;k=1;"},
+        {"[A]\nk=1\n[B\nj=2", false, "[A]=;k=1;"},
+        {"[]\n", false, ""},
+        {"[", false, ""},
+        {"[A]\n\vk\v=\fv\n", true, "[A]=;k\v=\fv;"},
+        {"[A]\nk=v\0[B]\n", true, "[A]=;k=v;"},
+        {"", true, ""},
+        {"\n\n   \n", true, ""},
+        {"\xEF\xBB\xBF", true, ""},
+        {"[\xC3\x84]\nk=\xF0\x9F\x98\x80\n", true, "[\xC3\x84]=;k=?;"},
+    };
+    for (Case const& c : cases) {
+        CIniFile ini;
+        ini.WriteValue("Old", "k", "v");
+        EXPECT_EQ(inifile::FromText(ini, c.text.c_str()), c.ok) << c.text;
+        EXPECT_EQ(Dump(ini), c.dump) << c.text;
+        EXPECT_EQ(ini.IsModified(), !c.ok && !c.dump.empty()) << c.text;
+    }
+}
+
+TEST(IniText, WritesSortedSectionsSeparatedByBlankLines) {
+    CIniFile ini;
+    ini.WriteValue("B", "x", "y");
+    ini.WriteValue("A", "k", "v");
+    ini.WriteValue("A", "", "hidden");
+    ini.WriteValue("C", "", "");
+    CString text;
+    ini.ToText(text);
+    EXPECT_EQ(text, "[A]\nk = v\n\n[B]\nx = y\n\n[C]\n\n");
+    CString appended("before");
+    ini.ToText(appended);
+    EXPECT_EQ(appended, "before\n[A]\nk = v\n\n[B]\nx = y\n\n[C]\n\n");
+
+    CIniFile empty;
+    CString none;
+    empty.ToText(none);
+    EXPECT_EQ(none, "");
+    EXPECT_TRUE(empty.FromText(none.GetString()));
+    EXPECT_EQ(empty._GetSectionCount(), 0u);
+
+    // A round trip keeps the empty section and comes out identical.
+    CIniFile back;
+    ASSERT_TRUE(back.FromText(text.GetString()));
+    CString again;
+    back.ToText(again);
+    EXPECT_EQ(again, text);
+}
+
+TEST(IniText, HostileInputNeverBreaksTheParser) {
+    std::string longLine = "[A]\nk=" + std::string(1 << 20, 'x') + "\n";
+    CIniFile ini;
+    ASSERT_TRUE(ini.FromText(longLine.c_str()));
+    CString value;
+    ASSERT_TRUE(ini.ReadValue("a", "K", value));
+    EXPECT_EQ(value.GetLength(), 1 << 20);
+
+    std::string many;
+    for (int i = 0; i < 100000; ++i)
+        many += "[s" + std::to_string(i) + "]\n";
+    ASSERT_TRUE(ini.FromText(many.c_str()));
+    EXPECT_EQ(ini._GetSectionCount(), 100000u);
+    EXPECT_TRUE(ini.HasSection("S99999"));
+
+    std::mt19937 random(20240611);
+    for (int round = 0; round < 300; ++round) {
+        std::string bytes(random() % 400, '\0');
+        for (char& b : bytes) {
+            // Mostly the characters the grammar cares about, so that deep paths are reached.
+            static char const kAlphabet[] = "[]=;#\r\n \tab\xC3\x84\xF0\x9F\xFF\x80";
+            b = (random() % 4 == 0) ? static_cast<char>(random())
+                                    : kAlphabet[random() % (sizeof kAlphabet - 1)];
+        }
+        CIniFile doc;
+        bool const ok = doc.FromText(bytes.c_str());
+        if (ok) {
+            // Whatever parses must survive its own round trip when it has no raw values.
+            CString text;
+            doc.ToText(text);
+            CIniFile again;
+            EXPECT_TRUE(again.FromText(text.GetString()));
+        }
+    }
+}
+
+} // namespace
