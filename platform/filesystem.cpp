@@ -1,12 +1,12 @@
 // File-system utilities of the library's own family: boolean or POSIX-style results, no last
 // error.
 #include "platform/internal/limits.h"
-#include "win/internal/filetime.h"
 
 #include <platform/file.h>
 #include <platform/file_search.h>
 #include <platform/filesystem.h>
 #include <platform/safe_string.h>
+#include <platform/time_stamp.h>
 
 #include <sys/stat.h>
 #include <sys/statvfs.h>
@@ -199,12 +199,8 @@ unsigned long GetLastModificationTime(const char* path) noexcept {
     if (stat(path, &st) != 0)
         return 0;
     // Whole seconds only; times before 1970 read as huge unsigned values and clamp too.
-    using namespace zulwin::filetime;
-    const unsigned long seconds = static_cast<unsigned long>(st.st_mtim.tv_sec);
-    if (seconds >= kFirstUnsupportedUnixSecond)
-        return kMaxFileTime;
-    const unsigned long ticks = seconds * kTicksPerSecond + kUnixEpochTicks;
-    return ticks > kMaxFileTime ? kMaxFileTime : ticks;
+    const long seconds = st.st_mtim.tv_sec;
+    return zulplatform::CTimeStamp(seconds).GetFileTime();
 }
 
 bool IsPathUNCShare(const char* path) noexcept {

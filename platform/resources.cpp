@@ -4,6 +4,7 @@
 
 #include <platform/module_object.h>
 #include <platform/resources.h>
+#include <platform/time_stamp.h>
 #include <platform/version.h>
 
 #include <cstring>
@@ -75,9 +76,9 @@ void InitResources() {
     // std::stol gives exactly the contract wanted: invalid_argument / out_of_range with the
     // text "stol", errno restored when the conversion left it alone.
     long const seconds = std::stol(PLATFORM_BUILD_TIME, nullptr, 10);
-    // The build time is kept as a signed 32-bit number of seconds, widened; every value from
-    // 0 to 2147483647 is kept as it is.
-    record.tBuildTime = static_cast<int64_t>(static_cast<int32_t>(seconds));
+    // The build time goes through a time stamp and comes back as 32-bit Unix seconds, widened;
+    // every value from 0 to 2147483647 is kept as it is.
+    record.tBuildTime = static_cast<int64_t>(CTimeStamp(seconds).GetUnixTime());
 
     CResourceData& data = GetResourceData();
     data.SetStringTable(std::move(table));

@@ -1,5 +1,7 @@
-// Time: conversions between SYSTEMTIME, FILETIME, variant time and Unix time, and the tick
-// counter.
+// Time: conversions between SYSTEMTIME, FILETIME, variant time and Unix time, the tick
+// counter, conversions to and from the process's local time, and CTimeStamp.
 #pragma once
 
 #include <platform/calendar.h>
+#include <platform/local_time.h>
+#include <platform/time_stamp.h>

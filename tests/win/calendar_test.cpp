@@ -1,0 +1,350 @@
+// Calendar conversions: every conversion against an independent model of the Gregorian
+// calendar (a table of year starts built by walking the years), over random instants and every
+// month boundary of a 400-year cycle; the validity limits and their failures; variant times.
+#include <platform/calendar.h>
+#include <platform/last_error.h>
+
+#include <gtest/gtest.h>
+
+#include <time.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
+#include <vector>
+
+namespace {
+
+constexpr std::uint64_t kMax = 0x7FFF35F4F06C58F0;
+constexpr std::uint64_t kTicksPerDay = 864000000000;
+
+// The plain model: year lengths summed from 1601, month lengths walked within the year.
+class CivilModel {
+public:
+    CivilModel() {
+        long long day = 0;
+        for (int y = 1601; y <= 30828; ++y) {
+            m_yearStart.push_back(day);
+            day += IsLeap(y) ? 366 : 365;
+        }
+    }
+    static bool IsLeap(int y) { return (y % 4 == 0 && y % 100 != 0) || y % 400 == 0; }
+    static int MonthLength(int y, int m) {
+        static const int lengths[] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+        return m == 2 && IsLeap(y) ? 29 : lengths[m - 1];
+    }
+    long long DaysFrom1601(int y, int m, int d) const {
+        long long days = m_yearStart[y - 1601];
+        for (int i = 1; i < m; ++i)
+            days += MonthLength(y, i);
+        return days + d - 1;
+    }
+    _SYSTEMTIME Record(std::uint64_t ticks) const {
+        long long const seconds = static_cast<long long>(ticks / 10000000);
+        long long const days = seconds / 86400;
+        auto const it = std::upper_bound(m_yearStart.begin(), m_yearStart.end(), days) - 1;
+        int const year = 1601 + static_cast<int>(it - m_yearStart.begin());
+        long long rest = days - *it;
+        int month = 1;
+        while (rest >= MonthLength(year, month))
+            rest -= MonthLength(year, month++);
+        long long const sod = seconds % 86400;
+        return {static_cast<std::uint16_t>(year),
+                static_cast<std::uint16_t>(month),
+                static_cast<std::uint16_t>((days + 1) % 7),
+                static_cast<std::uint16_t>(rest + 1),
+                static_cast<std::uint16_t>(sod / 3600),
+                static_cast<std::uint16_t>(sod / 60 % 60),
+                static_cast<std::uint16_t>(sod % 60),
+                static_cast<std::uint16_t>(ticks % 10000000 / 10000)};
+    }
+    std::uint64_t Ticks(const _SYSTEMTIME& st) const {
+        long long const s = DaysFrom1601(st.wYear, st.wMonth, st.wDay) * 86400 + st.wHour * 3600 +
+                            st.wMinute * 60 + st.wSecond;
+        return static_cast<std::uint64_t>(s) * 10000000 + st.wMilliseconds * 10000u;
+    }
+
+private:
+    std::vector<long long> m_yearStart;
+};
+
+const CivilModel& Model() {
+    static const CivilModel model;
+    return model;
+}
+
+std::uint64_t Value(const _FILETIME& ft) {
+    return static_cast<std::uint64_t>(ft.dwHighDateTime) << 32 | ft.dwLowDateTime;
+}
+_FILETIME FileTime(std::uint64_t v) {
+    return {static_cast<std::uint32_t>(v), static_cast<std::uint32_t>(v >> 32)};
+}
+
+bool Same(const _SYSTEMTIME& a, const _SYSTEMTIME& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+std::string Show(const _SYSTEMTIME& st) {
+    char text[80];
+    std::snprintf(text, sizeof text, "%u-%u-%u (dow %u) %u:%u:%u.%u", st.wYear, st.wMonth, st.wDay,
+                  st.wDayOfWeek, st.wHour, st.wMinute, st.wSecond, st.wMilliseconds);
+    return text;
+}
+
+void ExpectBothWays(std::uint64_t ticks) {
+    _SYSTEMTIME st{};
+    _FILETIME const in = FileTime(ticks);
+    ASSERT_EQ(zulwin::FileTimeToSystemTime(&in, &st), 1) << ticks;
+    _SYSTEMTIME const expected = Model().Record(ticks);
+    ASSERT_TRUE(Same(st, expected)) << ticks << ": " << Show(st) << " vs " << Show(expected);
+    _FILETIME back{};
+    ASSERT_EQ(zulwin::SystemTimeToFileTime(&st, &back), 1);
+    ASSERT_EQ(Value(back), ticks - ticks % 10000) << Show(st);
+}
+
+// Every second is Unix-representable here: the C library is a second, independent reference.
+void ExpectAgreesWithCLibrary(std::uint64_t ticks) {
+    time_t const t = static_cast<time_t>(ticks / 10000000) - 11644473600LL;
+    tm broken{};
+    ASSERT_NE(gmtime_r(&t, &broken), nullptr);
+    _SYSTEMTIME st{};
+    _FILETIME const in = FileTime(ticks);
+    ASSERT_EQ(zulwin::FileTimeToSystemTime(&in, &st), 1);
+    EXPECT_EQ(st.wYear, broken.tm_year + 1900);
+    EXPECT_EQ(st.wMonth, broken.tm_mon + 1);
+    EXPECT_EQ(st.wDay, broken.tm_mday);
+    EXPECT_EQ(st.wDayOfWeek, broken.tm_wday);
+    EXPECT_EQ(st.wHour * 3600 + st.wMinute * 60 + st.wSecond,
+              broken.tm_hour * 3600 + broken.tm_min * 60 + broken.tm_sec);
+}
+
+} // namespace
+
+TEST(Calendar, RandomInstantsMatchTheModelBothWays) {
+    std::mt19937_64 rng(1601);
+    std::uniform_int_distribution<std::uint64_t> any(0, kMax);
+    for (int i = 0; i < 200000; ++i)
+        ExpectBothWays(any(rng));
+    for (int i = 0; i < 20000; ++i)
+        ExpectAgreesWithCLibrary(any(rng));
+}
+
+TEST(Calendar, EveryMonthBoundaryOfAFourHundredYearCycleBothWays) {
+    // 2000 to 2399 is a whole cycle; the first and last cycles of the range close the ends.
+    for (int first : {1601, 2000, 30428}) {
+        for (int y = first; y < first + 400 && y <= 30827; ++y) {
+            for (int m = 1; m <= 12; ++m) {
+                std::uint64_t const start =
+                    static_cast<std::uint64_t>(Model().DaysFrom1601(y, m, 1)) * kTicksPerDay;
+                std::uint64_t const end =
+                    start + CivilModel::MonthLength(y, m) * kTicksPerDay - 10000;
+                ExpectBothWays(start);
+                ExpectBothWays(end);
+                if (start > 0)
+                    ExpectBothWays(start - 1);
+            }
+        }
+    }
+}
+
+TEST(Calendar, KnownDates) {
+    struct Case {
+        std::uint64_t ticks;
+        _SYSTEMTIME st;
+    } const cases[] = {
+        {0, {1601, 1, 1, 1, 0, 0, 0, 0}}, // a Monday
+        {kMax, {30827, 12, 5, 31, 23, 59, 59, 999}},
+        {116444736000000000, {1970, 1, 4, 1, 0, 0, 0, 0}},
+        {Model().DaysFrom1601(1900, 3, 1) * kTicksPerDay, {1900, 3, 4, 1, 0, 0, 0, 0}},
+        {Model().DaysFrom1601(2000, 2, 29) * kTicksPerDay, {2000, 2, 2, 29, 0, 0, 0, 0}},
+    };
+    for (const Case& c : cases) {
+        _SYSTEMTIME st{};
+        _FILETIME const ft = FileTime(c.ticks);
+        ASSERT_EQ(zulwin::FileTimeToSystemTime(&ft, &st), 1);
+        EXPECT_TRUE(Same(st, c.st)) << Show(st);
+        _FILETIME back{};
+        _SYSTEMTIME in = c.st;
+        in.wDayOfWeek = 6; // ignored
+        ASSERT_EQ(zulwin::SystemTimeToFileTime(&in, &back), 1);
+        EXPECT_EQ(Value(back), c.ticks);
+    }
+    // 1900-02-29 does not exist; 31 February passes the check and runs on into March.
+    _SYSTEMTIME feb31{2023, 2, 0, 31, 0, 0, 0, 0};
+    EXPECT_TRUE(zulplatform::IsValidSystemTime(feb31));
+    _FILETIME ft{};
+    ASSERT_EQ(zulwin::SystemTimeToFileTime(&feb31, &ft), 1);
+    EXPECT_EQ(Value(ft), Model().DaysFrom1601(2023, 3, 3) * kTicksPerDay);
+}
+
+TEST(Calendar, InvalidInputFailsWithError87AndLeavesTheOutput) {
+    _SYSTEMTIME const good{2024, 5, 1, 6, 7, 8, 9, 123};
+    auto with = [&](int field, std::uint16_t v) {
+        _SYSTEMTIME st = good;
+        reinterpret_cast<std::uint16_t*>(&st)[field] = v;
+        return st;
+    };
+    _SYSTEMTIME const bad[] = {with(0, 1600), with(0, 30828), with(1, 0),     with(1, 13),
+                               with(3, 0),    with(3, 32),    with(4, 24),    with(5, 60),
+                               with(6, 60),   with(7, 1000),  with(0, 0xFFFF)};
+    _SYSTEMTIME const marker{1, 2, 3, 4, 5, 6, 7, 8};
+    for (const _SYSTEMTIME& st : bad) {
+        EXPECT_FALSE(zulplatform::IsValidSystemTime(st)) << Show(st);
+        _SYSTEMTIME in = st;
+        _FILETIME ft{11, 22};
+        zulwin::SetLastError(0);
+        EXPECT_EQ(zulwin::SystemTimeToFileTime(&in, &ft), 0);
+        EXPECT_EQ(zulwin::GetLastError(), 87u);
+        EXPECT_TRUE(ft.dwLowDateTime == 11 && ft.dwHighDateTime == 22);
+        double vt = 42.0;
+        zulwin::SetLastError(0);
+        EXPECT_EQ(zulwin::SystemTimeToVariantTime(&in, &vt), 0);
+        EXPECT_EQ(zulwin::GetLastError(), 87u);
+        EXPECT_EQ(vt, 42.0);
+    }
+    // The weekday is never looked at.
+    EXPECT_TRUE(zulplatform::IsValidSystemTime(with(2, 0xFFFF)));
+
+    for (std::uint64_t v :
+         {kMax + 1, std::uint64_t{0x8000000000000000}, std::numeric_limits<std::uint64_t>::max()}) {
+        _FILETIME const ft = FileTime(v);
+        EXPECT_FALSE(zulplatform::IsValidFileTime(ft));
+        _SYSTEMTIME out = marker;
+        zulwin::SetLastError(0);
+        EXPECT_EQ(zulwin::FileTimeToSystemTime(&ft, &out), 0);
+        EXPECT_EQ(zulwin::GetLastError(), 87u);
+        EXPECT_TRUE(Same(out, marker));
+    }
+    EXPECT_TRUE(zulplatform::IsValidFileTime(FileTime(kMax)));
+    EXPECT_EQ(zulplatform::GetMaxFileTime(), kMax);
+
+    double const nan = std::numeric_limits<double>::quiet_NaN();
+    double const inf = std::numeric_limits<double>::infinity();
+    for (double vt : {nan, inf, -inf, 1e300, -1e300, 10565737.5, 10565737.000001, -109205.000001}) {
+        EXPECT_FALSE(zulplatform::IsValidVariantTime(vt)) << vt;
+        _SYSTEMTIME out = marker;
+        zulwin::SetLastError(0);
+        EXPECT_EQ(zulwin::VariantTimeToSystemTime(vt, &out), 0);
+        EXPECT_EQ(zulwin::GetLastError(), 87u);
+        EXPECT_TRUE(Same(out, marker));
+    }
+
+    // Null pointers.
+    _SYSTEMTIME st = good;
+    _FILETIME ft{};
+    double vt = 0;
+    zulwin::SetLastError(0);
+    EXPECT_EQ(zulwin::FileTimeToSystemTime(nullptr, &st), 0);
+    EXPECT_EQ(zulwin::FileTimeToSystemTime(&ft, nullptr), 0);
+    EXPECT_EQ(zulwin::SystemTimeToFileTime(nullptr, &ft), 0);
+    EXPECT_EQ(zulwin::SystemTimeToFileTime(&st, nullptr), 0);
+    EXPECT_EQ(zulwin::VariantTimeToSystemTime(1.0, nullptr), 0);
+    EXPECT_EQ(zulwin::SystemTimeToVariantTime(nullptr, &vt), 0);
+    EXPECT_EQ(zulwin::SystemTimeToVariantTime(&st, nullptr), 0);
+    EXPECT_EQ(zulwin::GetLastError(), 87u);
+    zulwin::GetSystemTime(nullptr);
+    zulwin::GetSystemTimeAsFileTime(nullptr);
+}
+
+TEST(Calendar, VariantTimeToSystemTime) {
+    struct Case {
+        double vt;
+        _SYSTEMTIME st;
+    } const cases[] = {
+        {25569.5, {1970, 1, 4, 1, 12, 0, 0, 0}},
+        {-1.25, {1899, 12, 5, 29, 6, 0, 0, 0}}, // the time of day stays a positive fraction
+        {0.99999999, {1899, 12, 0, 31, 0, 0, 0, 0}},
+        {-109205.0, {1601, 1, 1, 1, 0, 0, 0, 0}},
+        // The upper limit is one day past the last valid system time and is accepted.
+        {10565737.0, {30828, 1, 6, 1, 0, 0, 0, 0}},
+        {0.0, {1899, 12, 6, 30, 0, 0, 0, 0}},
+        {45418.2967592593, {2024, 5, 1, 6, 7, 7, 20, 0}},
+    };
+    for (const Case& c : cases) {
+        _SYSTEMTIME st{};
+        ASSERT_EQ(zulwin::VariantTimeToSystemTime(c.vt, &st), 1) << c.vt;
+        EXPECT_TRUE(Same(st, c.st)) << c.vt << ": " << Show(st);
+    }
+    // Against the C library's breakdown of the same Unix seconds.
+    std::mt19937_64 rng(30827);
+    std::uniform_real_distribution<double> any(-109205.0, 10565737.0);
+    for (int i = 0; i < 20000; ++i) {
+        double const vt = any(rng);
+        double const days = std::trunc(vt);
+        time_t const t = (static_cast<long long>(days) - 25569) * 86400 +
+                         static_cast<long long>(std::fabs(vt - days) * 86400.0 + 0.5);
+        tm b{};
+        ASSERT_NE(gmtime_r(&t, &b), nullptr);
+        _SYSTEMTIME st{};
+        ASSERT_EQ(zulwin::VariantTimeToSystemTime(vt, &st), 1);
+        _SYSTEMTIME const expected = {
+            static_cast<std::uint16_t>(b.tm_year + 1900), static_cast<std::uint16_t>(b.tm_mon + 1),
+            static_cast<std::uint16_t>(b.tm_wday),        static_cast<std::uint16_t>(b.tm_mday),
+            static_cast<std::uint16_t>(b.tm_hour),        static_cast<std::uint16_t>(b.tm_min),
+            static_cast<std::uint16_t>(b.tm_sec),         0};
+        ASSERT_TRUE(Same(st, expected)) << vt << ": " << Show(st) << " vs " << Show(expected);
+    }
+}
+
+TEST(Calendar, SystemTimeToVariantTime) {
+    struct Case {
+        _SYSTEMTIME st;
+        double vt;
+    } const cases[] = {
+        {{1970, 1, 0, 1, 12, 0, 0, 999}, 25569.5}, // milliseconds are dropped
+        {{1899, 12, 0, 29, 6, 0, 0, 0}, -0.75},    // linear, unlike the reverse direction
+        {{1899, 12, 0, 30, 0, 0, 0, 0}, 0.0},         {{1601, 1, 0, 1, 0, 0, 0, 0}, -109205.0},
+        {{30827, 12, 0, 31, 0, 0, 0, 0}, 10565736.0},
+    };
+    for (const Case& c : cases) {
+        _SYSTEMTIME st = c.st;
+        double vt = 0;
+        ASSERT_EQ(zulwin::SystemTimeToVariantTime(&st, &vt), 1);
+        EXPECT_DOUBLE_EQ(vt, c.vt) << Show(c.st);
+    }
+    // Against timegm over random records, 31 February and kin included.
+    std::mt19937_64 rng(1899);
+    for (int i = 0; i < 20000; ++i) {
+        _SYSTEMTIME st{static_cast<std::uint16_t>(1601 + rng() % 29227),
+                       static_cast<std::uint16_t>(1 + rng() % 12),
+                       0,
+                       static_cast<std::uint16_t>(1 + rng() % 31),
+                       static_cast<std::uint16_t>(rng() % 24),
+                       static_cast<std::uint16_t>(rng() % 60),
+                       static_cast<std::uint16_t>(rng() % 60),
+                       static_cast<std::uint16_t>(rng() % 1000)};
+        tm b{};
+        b.tm_year = st.wYear - 1900;
+        b.tm_mon = st.wMonth - 1;
+        b.tm_mday = st.wDay;
+        b.tm_hour = st.wHour;
+        b.tm_min = st.wMinute;
+        b.tm_sec = st.wSecond;
+        long long const t = timegm(&b);
+        double const expected =
+            static_cast<double>(t / 86400) + 25569.0 + static_cast<double>(t % 86400) / 86400.0;
+        double vt = 0;
+        ASSERT_EQ(zulwin::SystemTimeToVariantTime(&st, &vt), 1);
+        ASSERT_EQ(vt, expected) << Show(st);
+    }
+}
+
+TEST(Calendar, SystemTimeIsTheCurrentUtcTime) {
+    _SYSTEMTIME st{};
+    _FILETIME ft{};
+    time_t const before = time(nullptr);
+    zulwin::GetSystemTime(&st);
+    zulwin::GetSystemTimeAsFileTime(&ft);
+    time_t const after = time(nullptr);
+    EXPECT_TRUE(zulplatform::IsValidSystemTime(st));
+    _FILETIME fromRecord{};
+    ASSERT_EQ(zulwin::SystemTimeToFileTime(&st, &fromRecord), 1);
+    long long const seconds = static_cast<long long>(Value(fromRecord) / 10000000) - 11644473600LL;
+    EXPECT_GE(seconds, before);
+    EXPECT_LE(seconds, after);
+    EXPECT_EQ(Value(ft) % 10000, 0u); // to the millisecond
+    EXPECT_GE(Value(ft), Value(fromRecord));
+    EXPECT_LE(Value(ft) - Value(fromRecord), 2 * 10000000ull);
+}
