@@ -21,7 +21,7 @@ char const* OrEmpty(char const* name) {
 namespace inifile {
 
 bool compare_no_case_t::operator()(CString const& a, CString const& b) const {
-    return a.CompareNoCase(b.GetString()) < 0;
+    return _NameLess(a, b);
 }
 
 } // namespace inifile

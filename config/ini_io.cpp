@@ -118,16 +118,16 @@ bool _SaveLocked(CIniFile const& ini, char const* path, CFile& locked) {
         // the file that this document lacks (with equal counts, a renamed section leaves
         // both); a file section that holds keys this document lacks ends the merge, and this
         // document is written as it is.
-        std::vector<char const*> sections, keys;
-        ini.QuerySections(sections);
-        zulwin::CString value;
-        for (char const* section : sections) {
-            ini.QueryKeys(section, keys);
-            for (char const* key : keys) {
-                ini.ReadValue(section, key, value);
-                scratch.WriteValue(section, key, value.GetString());
+        // Entries in stored order: the outcome does not depend on the order.
+        auto const& sections = ini._GetImpl().sections;
+        for (std::size_t i = 0; i < sections.size(); ++i) {
+            _CIniSection const& section = sections[i];
+            for (std::size_t j = 0; j < section.entries.size(); ++j) {
+                _CIniEntry const& entry = section.entries[j];
+                scratch.WriteValue(section.name.GetString(), entry.key.GetString(),
+                                   entry.value.GetString());
             }
-            if (scratch._GetSectionSize(section) > keys.size()) {
+            if (scratch._GetSectionSize(section.name.GetString()) > section.entries.size()) {
                 write = &ini;
                 break;
             }

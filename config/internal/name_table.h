@@ -59,6 +59,25 @@ inline bool _NamesEqual(zulwin::CString const& stored, char const* name, std::si
     return stored.CompareNoCase(name) == 0;
 }
 
+// CString::CompareNoCase(a, b) below zero, with the all-ASCII case (nearly every name) decided
+// here without a call.
+inline bool _NameLess(zulwin::CString const& a, zulwin::CString const& b) {
+    auto const* x = reinterpret_cast<unsigned char const*>(a.GetString());
+    auto const* y = reinterpret_cast<unsigned char const*>(b.GetString());
+    for (;; ++x, ++y) {
+        unsigned c = *x;
+        unsigned d = *y;
+        if ((c | d) >= 0x80)
+            return a.CompareNoCase(b.GetString()) < 0;
+        if (c - 'A' < 26u)
+            c += 'a' - 'A';
+        if (d - 'A' < 26u)
+            d += 'a' - 'A';
+        if (c != d || c == 0)
+            return c < d;
+    }
+}
+
 // Items of type T expose `CString const& Name() const` and a public `std::uint32_t hash`
 // holding _NameHash of the name.
 template <class T> class _CNameTable {
@@ -123,8 +142,9 @@ public:
             m_sorted.resize(m_items.size());
             for (std::size_t i = 0; i < m_sorted.size(); ++i)
                 m_sorted[i] = static_cast<std::uint32_t>(i);
-            std::sort(m_sorted.begin(), m_sorted.end(), [this](std::uint32_t a, std::uint32_t b) {
-                return m_items[a].Name().CompareNoCase(m_items[b].Name().GetString()) < 0;
+            T const* items = m_items.data();
+            std::sort(m_sorted.begin(), m_sorted.end(), [items](std::uint32_t a, std::uint32_t b) {
+                return _NameLess(items[a].Name(), items[b].Name());
             });
             m_sortedValid = true;
         }

@@ -1,0 +1,154 @@
+// The private profile functions on real files: defaults, truncation, number clamping, removal,
+// and concurrent writers in separate processes.
+#include <platform/ini_file.h>
+#include <platform/profile.h>
+
+#include "support/scratch.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+using test_support::ReadFile;
+using test_support::ScratchDir;
+using test_support::WriteFile;
+using zulwin::GetPrivateProfileInt;
+using zulwin::GetPrivateProfileString;
+using zulwin::WritePrivateProfileString;
+
+namespace {
+
+TEST(GetPrivateProfileString, CopiesTruncatesAndFallsBack) {
+    ScratchDir dir;
+    std::string const file = dir / "p.ini";
+    WriteFile(file, "[S]\nlong=abcdef\nshort=abc\n");
+    struct Case {
+        char const* section;
+        char const* key;
+        char const* def;
+        unsigned long size;
+        char const* file;
+        char const* text;
+        unsigned long result;
+    };
+    std::string const missing = dir / "missing.ini";
+    Case const cases[] = {
+        {"S", "long", "d", 4, file.c_str(), "abc", 3},
+        {"s", "SHORT", "d", 4, file.c_str(), "abc", 3},
+        {"S", "short", "d", 3, file.c_str(), "ab", 2},
+        {"S", "none", "default", 16, file.c_str(), "default", 7},
+        {"S", "none", nullptr, 16, file.c_str(), "", 0},
+        {"S", "long", nullptr, 16, missing.c_str(), "", 0},
+        {"S", "long", "xyz", 1, missing.c_str(), "", 0},
+        {nullptr, nullptr, "null names", 16, file.c_str(), "null names", 10},
+    };
+    for (Case const& c : cases) {
+        char buffer[16];
+        std::memset(buffer, '#', sizeof buffer);
+        EXPECT_EQ(GetPrivateProfileString(c.section, c.key, c.def, buffer, c.size, c.file),
+                  c.result);
+        EXPECT_STREQ(buffer, c.text);
+    }
+    char untouched[4] = "xyz";
+    EXPECT_EQ(GetPrivateProfileString("S", "long", "d", untouched, 0, file.c_str()), 0u);
+    EXPECT_STREQ(untouched, "xyz");
+    // Truncation counts bytes, not characters.
+    WriteFile(file, "[S]\nk=\xC3\xA4\xC3\xB6\n");
+    char buffer[4];
+    EXPECT_EQ(GetPrivateProfileString("S", "k", "", buffer, 4, file.c_str()), 3u);
+    EXPECT_EQ(std::string(buffer), "\xC3\xA4\xC3");
+}
+
+TEST(GetPrivateProfileInt, ConvertsAndClamps) {
+    ScratchDir dir;
+    std::string const file = dir / "n.ini";
+    WriteFile(file, "[N]\nhex=0x1F\nupper=0X10\nbare=0x\ntail=12abc\nbig=4294967296\n"
+                    "max=4294967295\nminus=-1\nneg=-5\nspace=  42\nword=abc\nhexbad=0xZZ\n");
+    struct Case {
+        char const* key;
+        int result;
+    };
+    Case const cases[] = {
+        {"hex", 31},   {"upper", 16}, {"bare", 0},   {"tail", 12}, {"big", -1},   {"max", -1},
+        {"minus", -1}, {"neg", -1},   {"space", 42}, {"word", 0},  {"hexbad", 0}, {"absent", 77},
+    };
+    for (Case const& c : cases)
+        EXPECT_EQ(GetPrivateProfileInt("N", c.key, 77, file.c_str()), c.result) << c.key;
+    EXPECT_EQ(GetPrivateProfileInt("N", "hex", 5, (dir / "missing").c_str()), 5);
+}
+
+TEST(WritePrivateProfileString, WritesRemovesAndLeavesEqualFilesAlone) {
+    ScratchDir dir;
+    std::string const file = dir / "w.ini";
+    EXPECT_EQ(WritePrivateProfileString("S", "k", "1", file.c_str()), 1);
+    EXPECT_EQ(WritePrivateProfileString("S", "j", "2", file.c_str()), 1);
+    EXPECT_EQ(WritePrivateProfileString("T", "x", "3", file.c_str()), 1);
+    EXPECT_EQ(ReadFile(file), "[S]\nj = 2\nk = 1\n\n[T]\nx = 3\n\n");
+
+    struct stat before {};
+    stat(file.c_str(), &before);
+    usleep(20000);
+    EXPECT_EQ(WritePrivateProfileString("s", "K", "1", file.c_str()), 1);
+    struct stat after {};
+    stat(file.c_str(), &after);
+    EXPECT_EQ(before.st_mtim.tv_nsec, after.st_mtim.tv_nsec);
+    EXPECT_EQ(before.st_ino, after.st_ino);
+
+    EXPECT_EQ(WritePrivateProfileString("S", "k", nullptr, file.c_str()), 1);
+    EXPECT_EQ(ReadFile(file), "[S]\nj = 2\n\n[T]\nx = 3\n\n");
+    EXPECT_EQ(WritePrivateProfileString("S", nullptr, nullptr, file.c_str()), 1);
+    EXPECT_EQ(ReadFile(file), "[T]\nx = 3\n\n");
+    EXPECT_EQ(WritePrivateProfileString(nullptr, nullptr, nullptr, file.c_str()), 1);
+    EXPECT_EQ(ReadFile(file), "");
+
+    // Files that are no INI text, and places where no file can be, stay as they are.
+    WriteFile(file, "[S] junk\n");
+    EXPECT_EQ(WritePrivateProfileString("S", "k", "1", file.c_str()), 1);
+    EXPECT_EQ(ReadFile(file), "[S] junk\n");
+    EXPECT_EQ(WritePrivateProfileString("S", "k", "1", dir.c_str()), 1);
+    EXPECT_EQ(WritePrivateProfileString("S", "k", "1", (dir / "no/dir/f.ini").c_str()), 1);
+    EXPECT_FALSE(test_support::Exists(dir / "no"));
+}
+
+// Writers in separate processes, each setting its own keys in one file: the writers' lock
+// spans each call's load and save, so no update is lost.
+TEST(WritePrivateProfileString, ConcurrentProcessesLoseNoUpdate) {
+    constexpr int kProcesses = 8;
+    constexpr int kKeys = 200;
+    ScratchDir dir;
+    std::string const file = dir / "shared.ini";
+    pid_t children[kProcesses];
+    for (int p = 0; p < kProcesses; ++p) {
+        children[p] = fork();
+        ASSERT_GE(children[p], 0);
+        if (children[p] == 0) {
+            for (int k = 0; k < kKeys; ++k) {
+                std::string const key = "p" + std::to_string(p) + "k" + std::to_string(k);
+                WritePrivateProfileString("Shared", key.c_str(), key.c_str(), file.c_str());
+            }
+            _exit(0);
+        }
+    }
+    for (pid_t child : children) {
+        int status = 0;
+        waitpid(child, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+    CIniFile ini;
+    ASSERT_TRUE(ini.Load(file.c_str()));
+    EXPECT_EQ(ini._GetSectionSize("Shared"), std::size_t{kProcesses * kKeys + 1});
+    zulwin::CString value;
+    for (int p = 0; p < kProcesses; ++p)
+        for (int k = 0; k < kKeys; ++k) {
+            std::string const key = "p" + std::to_string(p) + "k" + std::to_string(k);
+            ASSERT_TRUE(ini.ReadValue("Shared", key.c_str(), value)) << key;
+            ASSERT_EQ(value, key.c_str());
+        }
+}
+
+} // namespace
