@@ -155,9 +155,16 @@ void CString::SetAt(unsigned long i, char c) {
 
 namespace {
 
-// `n` bytes of `s` from `first`, through the acceptance rule. The rule works on terminated
-// text, so the piece is terminated first (a short piece stays in the small-string buffer).
+// `n` bytes of `s` from `first`, through the acceptance rule. Plain ASCII passes it unchanged
+// and is copied once; otherwise the rule works on terminated text, so the piece is terminated
+// first (a short piece stays in the small-string buffer).
 CString ValidatedPiece(const CString& s, unsigned long first, unsigned long n) {
+    auto const* const p = reinterpret_cast<const unsigned char*>(s.GetString()) + first;
+    if (utf8_private::detail::SkipAscii(p, p + n) == p + n) {
+        CString piece('\0', n);
+        std::memcpy(piece.GetBuffer(), p, n);
+        return piece;
+    }
     const std::string piece(s.GetString() + first, n);
     return CString(piece.c_str());
 }
@@ -230,10 +237,10 @@ CString CString::Tokenize(char const* delimiters, int& pos) const {
     const long start = i;
     while (i < length && std::strchr(delimiters, content[i]) == nullptr)
         ++i;
-    const std::string token(content + start, static_cast<std::size_t>(i - start));
     // Past the delimiter that ended the token, or one past the end when the content did.
     pos = static_cast<int>(i + 1);
-    return CString(token.c_str());
+    return ValidatedPiece(*this, static_cast<unsigned long>(start),
+                          static_cast<unsigned long>(i - start));
 }
 
 CString& CString::MakeLower() {
@@ -256,12 +263,42 @@ bool IsPlainAscii(const char* p, std::size_t n) {
     return SkipAscii(b, b + n) == b + n;
 }
 
-// First occurrence of `needle` (not empty) in [p, p + n): within the bytes before the first NUL
-// this finds what strchr and strstr find.
-const char* FindIn(const char* p, std::size_t n, std::string_view needle) {
-    if (needle.size() == 1)
-        return static_cast<const char*>(std::memchr(p, needle[0], n));
-    return static_cast<const char*>(memmem(p, n, needle.data(), needle.size()));
+unsigned long CodePoints(std::string_view s) {
+    auto const* const b = reinterpret_cast<const unsigned char*>(s.data());
+    return utf8_private::detail::CountCodePoints(b, b + s.size(), ~0UL);
+}
+
+// The code-point count an editing loop's search position must stay below, after each hit.
+class EditBound {
+public:
+    // `steady`: the text is valid and every hit swaps whole valid sequences for whole valid
+    // sequences, so each hit changes the count by the same `change` and no walking is needed.
+    // Otherwise the tally follows the text as it is rebuilt.
+    EditBound(std::string_view original, bool steady, long change)
+        : m_tally(original), m_steady(steady), m_change(change),
+          m_start(steady ? static_cast<long>(CodePoints(original)) : 0) {}
+
+    // The count after `hits` edits, the text reading done + piece + original[from..].
+    unsigned long After(unsigned long hits, std::string_view done, std::string_view piece,
+                        std::size_t from) {
+        if (m_steady)
+            return static_cast<unsigned long>(m_start + static_cast<long>(hits) * m_change);
+        return m_tally.Count(done, piece, from);
+    }
+
+private:
+    CodePointTally m_tally;
+    bool m_steady;
+    long m_change;
+    long m_start;
+};
+
+// Valid by the light rule up to the first NUL; `searchable` receives that NUL's index.
+bool ValidUpToNul(const std::string& s, std::size_t& searchable) {
+    if (utf8_private::detail::ScanValidString(s.c_str(), searchable))
+        return true;
+    searchable = std::strlen(s.c_str());
+    return false;
 }
 
 // The text replacement with each round applied to the string in place: remove the hit, insert
@@ -351,7 +388,9 @@ int CString::Replace(const char* oldText, const char* newText) {
     }
     std::string_view const target(oldText), replacement(newText);
     std::string& bytes = m_str.raw();
-    std::size_t const searchable = std::strlen(bytes.c_str());
+    std::size_t searchable = 0;
+    bool const steady = ValidUpToNul(bytes, searchable) && utf8_private::IsValidString(oldText) &&
+                        utf8_private::IsValidString(newText);
     bool const replacementHasTarget = replacement.find(target) != std::string_view::npos;
     if (replacementHasTarget &&
         !(IsPlainAscii(bytes.data(), searchable) && IsPlainAscii(newText, replacement.size())))
@@ -370,10 +409,12 @@ int CString::Replace(const char* oldText, const char* newText) {
     std::string const& original = bytes;
     std::string_view const source(original);
     std::string done;
-    done.reserve(original.size());
+    done.reserve(original.size() + (replacement.size() > target.size() ? original.size() / 8 : 0));
     std::string_view piece;
     std::size_t from = 0;
-    CodePointTally tally(source);
+    EditBound bound(source, steady,
+                    static_cast<long>(CodePoints(replacement)) -
+                        static_cast<long>(CodePoints(target)));
     unsigned long count = 0;
     for (;; ++count) {
         std::size_t consumed = 0; // bytes of the original the hit takes after the piece
@@ -393,13 +434,14 @@ int CString::Replace(const char* oldText, const char* newText) {
         }
         const char* hit = nullptr;
         if (!found) {
-            hit = FindIn(original.data() + from, searchable - from, target);
-            if (hit == nullptr)
+            std::size_t const at = source.substr(0, searchable).find(target, from);
+            if (at == std::string_view::npos)
                 break;
+            hit = original.data() + at;
             keep = piece.size();
         }
         // The search position is where `done` ends; it must stay below the code-point count.
-        if (done.size() >= tally.Count(done, piece, from))
+        if (done.size() >= bound.After(count, done, piece, from))
             break;
         done.append(piece.data(), keep);
         if (hit != nullptr) {
@@ -426,30 +468,33 @@ int CString::Remove(char c) {
     if (IsEmpty())
         return 0;
     std::string& bytes = m_str.raw();
-    std::size_t const searchable = std::strlen(bytes.c_str());
+    std::size_t searchable = 0;
+    bool const valid = ValidUpToNul(bytes, searchable);
     if (c == '\0') {
         // NUL matches at every position: the first byte goes as long as the text has a code
         // point, that is up to the first NUL.
         bytes.erase(0, searchable);
         return static_cast<int>(searchable);
     }
-    std::string const& original = bytes;
-    std::string done;
-    done.reserve(original.size());
-    CodePointTally tally(original);
-    std::size_t from = 0;
+    // Compacted in place, like std::remove. Each round's bound is taken right after its hit,
+    // while the bytes after the hit are still where the original had them. In valid text an
+    // ASCII byte is a whole code point.
+    char* const base = &bytes[0];
+    EditBound bound(bytes, valid && static_cast<unsigned char>(c) < 0x80, -1);
+    std::size_t write = 0, read = 0;
     unsigned long count = 0;
-    for (;; ++count) {
-        auto const* const hit =
-            static_cast<const char*>(std::memchr(original.data() + from, c, searchable - from));
-        if (hit == nullptr || done.size() >= tally.Count(done, {}, from))
+    bool mayGoOn = bound.After(0, {}, {}, 0) > 0;
+    for (; read < searchable; ++read) {
+        if (base[read] != c) {
+            base[write++] = base[read];
+            continue;
+        }
+        if (!mayGoOn)
             break;
-        std::size_t const at = static_cast<std::size_t>(hit - original.data());
-        done.append(original, from, at - from);
-        from = at + 1;
+        ++count;
+        mayGoOn = write < bound.After(count, {base, write}, {}, read + 1);
     }
-    done.append(original, from, std::string::npos);
-    bytes.swap(done);
+    bytes.erase(write, read - write);
     return static_cast<int>(count);
 }
 
