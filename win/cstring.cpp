@@ -10,6 +10,7 @@
 #include "text/internal/utf8.h"
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -53,6 +54,24 @@ bool PointsInto(const CString& s, const char* p) {
     std::less<const char*> before;
     return !before(p, begin) && before(p, end);
 }
+
+// Membership in a set of bytes as strchr decides it, in one step per byte: the terminating NUL
+// belongs to every set, so a NUL byte in the content is always a member.
+class ByteSet {
+public:
+    explicit ByteSet(const char* set) : m_bits{1, 0, 0, 0} {
+        for (; *set != '\0'; ++set)
+            Add(static_cast<unsigned char>(*set));
+    }
+    bool operator()(char c) const {
+        auto const b = static_cast<unsigned char>(c);
+        return (m_bits[b >> 6] >> (b & 63)) & 1;
+    }
+
+private:
+    void Add(unsigned char b) { m_bits[b >> 6] |= std::uint64_t{1} << (b & 63); }
+    std::uint64_t m_bits[4];
+};
 
 bool ContainsByte(const char* set, std::size_t setLen, char c) {
     return std::memchr(set, c, setLen) != nullptr;
@@ -225,17 +244,17 @@ CString CString::Tokenize(char const* delimiters, int& pos) const {
         return CString();
     }
 
-    // Membership is tested with strchr, so a NUL byte in the content counts as a delimiter.
+    const ByteSet isDelimiter(delimiters);
     const char* content = GetString();
     long i = pos;
-    while (i < length && std::strchr(delimiters, content[i]) != nullptr)
+    while (i < length && isDelimiter(content[i]))
         ++i;
     if (i >= length) {
         pos = -1;
         return CString();
     }
     const long start = i;
-    while (i < length && std::strchr(delimiters, content[i]) == nullptr)
+    while (i < length && !isDelimiter(content[i]))
         ++i;
     // Past the delimiter that ended the token, or one past the end when the content did.
     pos = static_cast<int>(i + 1);
