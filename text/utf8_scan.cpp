@@ -22,6 +22,7 @@
 
 #include <immintrin.h>
 
+#include <atomic>
 #include <cstring>
 
 namespace utf8_private {
@@ -190,21 +191,38 @@ __attribute__((no_sanitize("address", "thread"))) bool ScanSse2(const char* s, s
     return true;
 }
 
-using ScanFn = bool (*)(const char*, std::size_t&);
-
-ScanFn ChooseScan() {
-    __builtin_cpu_init();
-    return __builtin_cpu_supports("avx2") ? ScanAvx2 : ScanSse2;
+// Sequence by sequence: the reference the block kernels must agree with, and the path taken
+// when they are switched off.
+bool ScanScalar(const char* s, std::size_t& len) {
+    auto const* const begin = reinterpret_cast<const unsigned char*>(s);
+    auto const* p = begin;
+    for (;;) {
+        unsigned char const b = *p;
+        if (b == 0)
+            break;
+        if (b < 0x80) {
+            ++p;
+            continue;
+        }
+        if (b < 0xC2 || b > 0xF4)
+            return false;
+        unsigned const n = SeqLen(b);
+        for (unsigned i = 1; i < n; ++i)
+            if (!IsCont(p[i])) // a NUL ends the check here, before anything past it is read
+                return false;
+        p += n;
+    }
+    len = static_cast<std::size_t>(p - begin);
+    return true;
 }
 
-} // namespace
-
-bool ScanValidString(const char* s, std::size_t& len) {
-    static ScanFn const scan = ChooseScan();
-    return scan(s, len);
+const unsigned char* SkipAsciiScalar(const unsigned char* p, const unsigned char* end) {
+    while (p < end && *p - 1u < 0x7Fu)
+        ++p;
+    return p;
 }
 
-const unsigned char* SkipAscii(const unsigned char* p, const unsigned char* end) {
+const unsigned char* SkipAsciiSse2(const unsigned char* p, const unsigned char* end) {
     // Bounded by `end`, so plain unaligned 16-byte loads suffice.
     __m128i const zero = _mm_setzero_si128();
     while (end - p >= 16) {
@@ -214,9 +232,64 @@ const unsigned char* SkipAscii(const unsigned char* p, const unsigned char* end)
             return p + __builtin_ctz(~ok);
         p += 16;
     }
-    while (p < end && *p - 1u < 0x7Fu)
-        ++p;
-    return p;
+    return SkipAsciiScalar(p, end);
+}
+
+using ScanFn = bool (*)(const char*, std::size_t&);
+using SkipFn = const unsigned char* (*)(const unsigned char*, const unsigned char*);
+
+bool HasAvx2() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2");
+}
+
+ScanFn BestScan() {
+    return HasAvx2() ? ScanAvx2 : ScanSse2;
+}
+
+// Constant-initialised, so scans from other load-time constructors find them ready; the scan
+// kernel is chosen on first use. Relaxed atomics suffice: every thread that races to choose
+// stores the same kernel, and tests switch kernels between scans.
+std::atomic<ScanFn> g_scan{nullptr};
+std::atomic<SkipFn> g_skip{SkipAsciiSse2};
+
+} // namespace
+
+bool ForceScanKernel(ScanKernel kernel) {
+    switch (kernel) {
+    case ScanKernel::Best:
+        g_scan.store(BestScan(), std::memory_order_relaxed);
+        g_skip.store(SkipAsciiSse2, std::memory_order_relaxed);
+        return true;
+    case ScanKernel::Avx2:
+        if (!HasAvx2())
+            return false;
+        g_scan.store(ScanAvx2, std::memory_order_relaxed);
+        g_skip.store(SkipAsciiSse2, std::memory_order_relaxed);
+        return true;
+    case ScanKernel::Sse2:
+        g_scan.store(ScanSse2, std::memory_order_relaxed);
+        g_skip.store(SkipAsciiSse2, std::memory_order_relaxed);
+        return true;
+    case ScanKernel::Scalar:
+        g_scan.store(ScanScalar, std::memory_order_relaxed);
+        g_skip.store(SkipAsciiScalar, std::memory_order_relaxed);
+        return true;
+    }
+    return false;
+}
+
+bool ScanValidString(const char* s, std::size_t& len) {
+    ScanFn scan = g_scan.load(std::memory_order_relaxed);
+    if (scan == nullptr) {
+        scan = BestScan();
+        g_scan.store(scan, std::memory_order_relaxed);
+    }
+    return scan(s, len);
+}
+
+const unsigned char* SkipAscii(const unsigned char* p, const unsigned char* end) {
+    return g_skip.load(std::memory_order_relaxed)(p, end);
 }
 
 } // namespace detail

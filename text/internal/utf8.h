@@ -78,6 +78,12 @@ inline unsigned EncodeTo(unsigned char* out, unsigned int cp) {
     return 0;
 }
 
+// The kernels of the block scans below. Normally the best the CPU has is chosen once; tests
+// force each in turn so that every path runs on every machine.
+enum class ScanKernel { Best, Avx2, Sse2, Scalar };
+// False (and nothing changes) when the CPU lacks the kernel. Not for use while other threads scan.
+bool ForceScanKernel(ScanKernel kernel);
+
 // Validates the NUL-terminated `s` by the light rule (the same verdict as stepping with
 // IsValidCodePoint). When it is valid, stores the byte length up to the NUL in `len`.
 bool ScanValidString(const char* s, std::size_t& len);

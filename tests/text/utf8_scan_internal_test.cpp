@@ -1,0 +1,135 @@
+// The scanning kernels, each forced in turn, against the plain references: the same verdicts
+// and lengths on random text at every alignment, on long ASCII runs with one disturbance, and
+// on texts that end right before an unmapped page, so that no kernel goes unchecked on a
+// machine that would never choose it.
+#include "support/utf8_reference.h"
+#include "text/internal/utf8.h"
+
+#include <gtest/gtest.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+namespace {
+
+using utf8_private::detail::CountCodePoints;
+using utf8_private::detail::ForceScanKernel;
+using utf8_private::detail::ScanKernel;
+using utf8_private::detail::ScanValidString;
+using utf8_private::detail::SkipAscii;
+
+const char* Name(ScanKernel k) {
+    switch (k) {
+    case ScanKernel::Avx2:
+        return "Avx2";
+    case ScanKernel::Sse2:
+        return "Sse2";
+    case ScanKernel::Scalar:
+        return "Scalar";
+    default:
+        return "Best";
+    }
+}
+
+// Valid sequences of every length, and the byte patterns a scanner can get wrong.
+std::string RandomText(std::mt19937& rng, std::size_t maxLen) {
+    // clang-format off
+    static const char* const pieces[] = {"a", "Z", " ", "\xC3\xA9", "\xCE\xA3", "\xE4\xB8\xAD",
+        "\xE2\x84\xAA", "\xF0\x9F\x98\x80", "\xF4\x8F\xBF\xBF", "\x80", "\xBF", "\xC0\x80",
+        "\xC1\xBF", "\xC3", "\xE4\xB8", "\xF0\x9F\x98", "\xF5\x80\x80\x80", "\xF8\x88\x80\x80\x80",
+        "\xFE", "\xFF", "\xE0\x80\x80", "\xED\xA0\x80", "\xF4\x90\x80\x80"};
+    // clang-format on
+    std::size_t const n = rng() % (maxLen + 1);
+    bool const mostlyValid = rng() % 2 == 0;
+    std::string s;
+    while (s.size() < n)
+        s += pieces[mostlyValid && rng() % 8 != 0 ? rng() % 9 : rng() % std::size(pieces)];
+    return s;
+}
+
+const unsigned char* PlainSkipAscii(const unsigned char* p, const unsigned char* end) {
+    while (p < end && *p >= 0x01 && *p <= 0x7F)
+        ++p;
+    return p;
+}
+
+class ScanKernels : public testing::TestWithParam<ScanKernel> {
+protected:
+    void SetUp() override {
+        if (!ForceScanKernel(GetParam()))
+            GTEST_SKIP() << "this CPU has no " << Name(GetParam());
+    }
+    void TearDown() override { ForceScanKernel(ScanKernel::Best); }
+
+    // One text through every scanner, compared with the references.
+    static void Check(const char* s, std::size_t n) {
+        std::size_t len = ~std::size_t{0};
+        bool const valid = test_support::RefIsValidString(s);
+        ASSERT_EQ(valid, ScanValidString(s, len)) << testing::PrintToString(std::string(s, n));
+        if (valid) {
+            ASSERT_EQ(std::strlen(s), len);
+        }
+        auto const* const b = reinterpret_cast<const unsigned char*>(s);
+        ASSERT_EQ(PlainSkipAscii(b, b + n), SkipAscii(b, b + n));
+        ASSERT_EQ(test_support::RefLength(std::string(s, n)), CountCodePoints(b, b + n, ~0UL));
+    }
+};
+
+TEST_P(ScanKernels, AgreeWithTheReferencesAtEveryAlignment) {
+    std::mt19937 rng(12345);
+    std::vector<char> arena(512);
+    for (int round = 0; round < 20000; ++round) {
+        std::string const text = RandomText(rng, round % 4 == 0 ? 300 : 40);
+        char* const s = arena.data() + rng() % 64; // every offset within a block
+        std::memcpy(s, text.c_str(), text.size() + 1);
+        ASSERT_NO_FATAL_FAILURE(Check(s, text.size()));
+    }
+}
+
+// Long ASCII runs take the fast steps; one sequence anywhere must stop them.
+TEST_P(ScanKernels, LongAsciiRunsStopAtOneDisturbance) {
+    const char* const disturbances[] = {"\xC3\xA9", "\xC3",     "\x80",        "\xF0\x9F\x98",
+                                        "\xFF",     "\xC1\x81", "\xE4\xB8\xAD"};
+    std::mt19937 rng(4242);
+    std::vector<char> big(4096 + 64);
+    for (int round = 0; round < 3000; ++round) {
+        std::string text(200 + rng() % 3800, 'a');
+        std::string const d = disturbances[rng() % std::size(disturbances)];
+        text.replace(rng() % (text.size() - 4), d.size(), d);
+        char* const s = big.data() + rng() % 64;
+        std::memcpy(s, text.c_str(), text.size() + 1);
+        ASSERT_NO_FATAL_FAILURE(Check(s, text.size()));
+    }
+}
+
+// Texts whose terminator is the last byte of a mapped page: reading whole blocks must stay on
+// that page, and a cut sequence at the very end must not send a scanner past it.
+TEST_P(ScanKernels, TextsEndingAtAPageBoundary) {
+    long const page = sysconf(_SC_PAGESIZE);
+    void* const map =
+        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+    ASSERT_NE(MAP_FAILED, map);
+    char* const first = static_cast<char*>(map);
+    ASSERT_EQ(0, mprotect(first + page, page, PROT_NONE));
+    std::mt19937 rng(7);
+    for (int round = 0; round < 2000; ++round) {
+        std::string const text = RandomText(rng, 200);
+        char* const s = first + page - text.size() - 1;
+        std::memcpy(s, text.c_str(), text.size() + 1);
+        ASSERT_NO_FATAL_FAILURE(Check(s, text.size()));
+    }
+    munmap(map, 2 * page);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryKernel, ScanKernels,
+                         testing::Values(ScanKernel::Avx2, ScanKernel::Sse2, ScanKernel::Scalar),
+                         [](const testing::TestParamInfo<ScanKernel>& info) {
+                             return std::string(Name(info.param));
+                         });
+
+} // namespace
