@@ -96,13 +96,17 @@ private:
 // True when the line needs the character-wise walk: it holds a carriage return or a byte of
 // 0x80 and above.
 bool NeedsCharacterWalk(char const* p, char const* end) {
-    unsigned char any = 0;
-    bool cr = false;
-    for (; p < end; ++p) {
-        any |= static_cast<unsigned char>(*p);
-        cr |= *p == '\r';
+    if (std::memchr(p, '\r', static_cast<std::size_t>(end - p)) != nullptr)
+        return true;
+    std::uint64_t high = 0;
+    for (; end - p >= 8; p += 8) {
+        std::uint64_t word;
+        std::memcpy(&word, p, sizeof word);
+        high |= word;
     }
-    return cr || any >= 0x80;
+    for (; p < end; ++p)
+        high |= static_cast<unsigned char>(*p);
+    return (high & 0x8080808080808080ull) != 0;
 }
 
 } // namespace
