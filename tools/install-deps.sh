@@ -23,6 +23,9 @@ optional=(
   libicu-dev
   uuid-dev
   libboost-dev
+  libcctz-dev
+  # Read by tools/gen_windows_zones.py only; the build never needs it.
+  unicode-cldr-core
 )
 
 missing=()

@@ -1,0 +1,80 @@
+// Zones loaded and used from many threads at once: every thread must see the same shared zone
+// and the same conversions as a single thread does.
+#include <platform/time_zone.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+namespace {
+
+constexpr std::int64_t kEpochTicks = 116444736000000000;
+
+zulplatform::CTimeStamp Unix(std::int64_t seconds) {
+    std::uint64_t const ticks = static_cast<std::uint64_t>(seconds * 10000000 + kEpochTicks);
+    _FILETIME ft{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
+    return zulplatform::CTimeStamp(ft);
+}
+
+// A digest of a zone's conversions over a spread of instants and wall times.
+std::uint64_t Digest(const CTimeZone& zone) {
+    std::uint64_t sum = 0;
+    for (std::int64_t t = -3000000000; t < 5000000000; t += 7777777) {
+        sum = sum * 31 + zone.UtcToLocal(Unix(t)).GetFileTime();
+        sum = sum * 31 + zone.LocalToUtc(Unix(t), static_cast<int>(t & 1)).GetFileTime();
+        sum = sum * 31 + static_cast<std::uint64_t>(zone.IsDaylightTime(Unix(t)));
+    }
+    return sum;
+}
+
+} // namespace
+
+TEST(TimeZoneThreads, ConcurrentLoadsShareOneZoneAndAgree) {
+    // Names not loaded before in this process, so that the threads race on the first load.
+    std::vector<std::string> const names = {"Europe/Vienna",
+                                            "America/Chicago",
+                                            "Australia/Adelaide",
+                                            "Pacific/Tongatapu",
+                                            "Tokyo Standard Time",
+                                            "Asia/Tehran",
+                                            "<-0330>3:30<-0230>,M3.2.0,M11.1.0",
+                                            "America/Santiago"};
+    std::vector<std::uint64_t> expected;
+    std::vector<std::thread> threads;
+    constexpr int kThreads = 8;
+    std::vector<std::vector<std::uint64_t>> got(kThreads);
+    std::atomic<int> ready{0};
+    for (int i = 0; i < kThreads; ++i) {
+        threads.emplace_back([&, i] {
+            ++ready;
+            while (ready.load() < kThreads) {
+            }
+            for (std::size_t k = 0; k < names.size(); ++k) {
+                const std::string& name = names[(k + static_cast<std::size_t>(i)) % names.size()];
+                CTimeZone zone;
+                if (!zone.Load(name.c_str())) {
+                    got[i].push_back(0);
+                    continue;
+                }
+                CTimeZone const copy = zone; // values copied across threads share the zone
+                got[i].push_back(Digest(copy));
+                std::vector<CTimeZoneTransition> list;
+                copy.GetTransitions(2030, list);
+            }
+        });
+    }
+    for (std::thread& t : threads)
+        t.join();
+    for (const std::string& name : names) {
+        CTimeZone zone;
+        ASSERT_TRUE(zone.Load(name.c_str())) << name;
+        expected.push_back(Digest(zone));
+    }
+    for (int i = 0; i < kThreads; ++i)
+        for (std::size_t k = 0; k < names.size(); ++k)
+            EXPECT_EQ(got[i][k], expected[(k + static_cast<std::size_t>(i)) % names.size()])
+                << i << " " << k;
+}
