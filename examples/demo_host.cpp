@@ -3,6 +3,9 @@
 //   platform-demo [TEXT...]                 the text layer at work on each TEXT
 //   platform-demo --list DIR PATTERN        the files under DIR whose names match PATTERN
 //   platform-demo --watch FILE SECONDS      each change to FILE for SECONDS, holding a lock on it
+//   platform-demo --zones                   every time zone with its Windows id and display name
+//   platform-demo --zone NAME               the current time in zone NAME (a zone, Windows id or
+//                                           POSIX rule), its abbreviation and daylight flag
 //
 // Every run also shows the host side of the module runtime: the application object answering
 // from the host's own resources, the single-instance check, the library's version and texts,
@@ -15,6 +18,7 @@
 #include <cstring>
 #include <string>
 #include <thread>
+#include <vector>
 
 namespace {
 
@@ -163,6 +167,34 @@ int Watch(const char* path, const char* seconds) {
     return 1;
 }
 
+void ListZones() {
+    std::vector<CString> names;
+    CTimeZone::GetZoneNames(names);
+    for (const CString& name : names) {
+        CTimeZone zone;
+        if (zone.Load(name.GetString()))
+            std::printf("%-40s %-36s %s\n", name.GetString(), zone.GetWindowsId().GetString(),
+                        zone.GetDisplayName().GetString());
+    }
+    std::printf("%zu zone(s)\n", names.size());
+}
+
+int ShowZone(const char* name) {
+    CTimeZone zone;
+    if (!zone.Load(name)) {
+        std::fprintf(stderr, "--zone: unknown time zone \"%s\"\n", name);
+        return 2;
+    }
+    zulplatform::CTimeStamp const now(true);
+    std::printf("zone         : %s\n", zone.GetDisplayName().GetString());
+    CString const id = zone.GetWindowsId();
+    std::printf("Windows id   : %s\n", id.IsEmpty() ? "(none)" : id.GetString());
+    std::printf("local time   : %s %s (UTC%+d s)%s\n", zone.UtcToLocal(now).ToString().GetString(),
+                zone.GetAbbreviation(now).GetString(), zone.GetUtcOffset(now),
+                zone.IsDaylightTime(now) ? ", daylight time" : "");
+    return 0;
+}
+
 class Lister : public zulplatform::CFileSearch::IFsCallback {
 public:
     bool OnFile(const char* path) override {
@@ -185,6 +217,12 @@ int main(int argc, char** argv) {
         ShowGuid();
         return Watch(argv[2], argv[3]);
     }
+    if (argc == 2 && std::strcmp(argv[1], "--zones") == 0) {
+        ListZones();
+        return 0;
+    }
+    if (argc == 3 && std::strcmp(argv[1], "--zone") == 0)
+        return ShowZone(argv[2]);
     if (argc == 4 && std::strcmp(argv[1], "--list") == 0) {
         ShowRuntime(0);
         ShowGuid();
