@@ -25,7 +25,8 @@ public:
     explicit CTimeStamp(const _FILETIME& ft);
     // Unix seconds.
     explicit CTimeStamp(const unsigned int& unixSeconds);
-    // Unix seconds read as unsigned: negative counts and counts from 30828 on give the maximum.
+    // Unix seconds read as unsigned: negative counts and counts from 3001-01-01 on give the
+    // maximum.
     explicit CTimeStamp(const long& unixSeconds);
     // Variant time, to the millisecond; 0 when it fails IsValidVariantTime.
     explicit CTimeStamp(const double& variantTime);

@@ -18,7 +18,8 @@ constexpr std::uint64_t kUnixEpochTicks = 116444736000000000;
 constexpr std::int64_t kUnixEpochDays = 134774;
 // The largest valid value: 30827-12-31 23:59:59.999.
 constexpr std::uint64_t kMaxFileTime = 0x7FFF35F4F06C58F0;
-// The first Unix second past the valid range: 30828-01-01 00:00:00 UTC.
+// Unix seconds from here on (3001-01-01 00:00:00 UTC), and all negative ones read as
+// unsigned, stand for the largest valid value when a count of seconds is made a FILETIME.
 constexpr std::uint64_t kFirstUnsupportedUnixSecond = 32535216000;
 // The variant-time limits: 1601-01-01 and 30828-01-01 (one day past the last valid system
 // time, kept for compatibility), as days since 1899-12-30.
