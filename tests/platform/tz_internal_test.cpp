@@ -209,6 +209,38 @@ TEST(TzifReader, RefusesCorruptedCountsAndIndexes) {
             }
         }
     }
+    // A transition's type index, a type's abbreviation index and its daylight flag out of
+    // range, in the 64-bit block that counts.
+    auto count = [&](std::size_t field) {
+        std::size_t const at = second + 20 + field * 4;
+        return std::size_t{bytes[at]} << 24 | std::size_t{bytes[at + 1]} << 16 |
+               std::size_t{bytes[at + 2]} << 8 | bytes[at + 3];
+    };
+    std::size_t const timecnt = count(3), typecnt = count(4), charcnt = count(5);
+    std::size_t const indexes = second + 44 + timecnt * 8;
+    std::size_t const types = indexes + timecnt;
+    ASSERT_GT(timecnt, 0u);
+    struct Corruption {
+        std::size_t at;
+        unsigned char value;
+    };
+    Corruption const corruptions[] = {
+        {indexes, static_cast<unsigned char>(typecnt)},
+        {indexes + timecnt - 1, 0xFF},
+        {types + 5, static_cast<unsigned char>(charcnt)},
+        {types + 4, 2},
+        {second + 4, '5'},                     // unknown version
+        {second, 'X'},                         // second header's magic
+        {second + 44 + 8 * timecnt - 1, 0x00}, // transitions out of order (last one moved back)
+    };
+    for (const Corruption& c : corruptions) {
+        std::vector<unsigned char> bad = bytes;
+        bad[c.at] = c.value;
+        if (c.at == second + 44 + 8 * timecnt - 1)
+            bad[c.at - 7] = 0x80; // the last transition far in the past
+        _TzZone zone;
+        EXPECT_FALSE(_ReadTzif(bad.data(), bad.size(), zone)) << c.at;
+    }
     // Random bytes anywhere in the file: read or refused, never a fault.
     std::mt19937 rng(7);
     for (int i = 0; i < 3000; ++i) {
