@@ -1,4 +1,6 @@
-// HashCString against the standard string hash on the same bytes, side by side.
+// HashCString against the standard hashes of std::string and std::string_view on the same
+// bytes, side by side. The string_view hash reads the bytes where they are, without the string
+// object around them, as HashCString does.
 
 #include <platform/strings.h>
 
@@ -8,6 +10,7 @@
 #include <functional>
 #include <random>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace {
@@ -39,6 +42,16 @@ void BM_StdHashString(benchmark::State& state) {
     }
 }
 
+void BM_StdHashStringView(benchmark::State& state) {
+    std::string const text = SampleText(static_cast<std::size_t>(state.range(0)));
+    std::string_view const view(text);
+    std::hash<std::string_view> const hasher;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(&view);
+        benchmark::DoNotOptimize(hasher(view));
+    }
+}
+
 // The fastest repetition is the steadiest figure on a shared machine; run with
 // --benchmark_repetitions=N to get it.
 double Fastest(std::vector<double> const& v) {
@@ -50,7 +63,9 @@ double Fastest(std::vector<double> const& v) {
 // Registered pairwise so each size reads as one comparison.
 BENCHMARK(BM_HashCString)->Arg(16)->ComputeStatistics("min", Fastest);
 BENCHMARK(BM_StdHashString)->Arg(16)->ComputeStatistics("min", Fastest);
+BENCHMARK(BM_StdHashStringView)->Arg(16)->ComputeStatistics("min", Fastest);
 BENCHMARK(BM_HashCString)->Arg(256)->ComputeStatistics("min", Fastest);
 BENCHMARK(BM_StdHashString)->Arg(256)->ComputeStatistics("min", Fastest);
+BENCHMARK(BM_StdHashStringView)->Arg(256)->ComputeStatistics("min", Fastest);
 
 BENCHMARK_MAIN();
