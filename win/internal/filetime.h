@@ -52,17 +52,21 @@ struct CivilDate {
     std::uint32_t day;
 };
 
-// `days` since 1601-01-01, at most a few million past 30827: 32-bit unsigned arithmetic only.
+// `days` since 1601-01-01, up to a little past 30827. Neri and Schneider's form of the
+// computation: centuries, years and months come from multiplications and shifts, with a single
+// true division per step, in 32-bit unsigned arithmetic (the 64-bit product is exact).
 constexpr CivilDate CivilFromDays(std::uint32_t days) {
-    std::uint32_t const z = days + kDay1601FromMarch0;
-    std::uint32_t const era = z / 146097;
-    std::uint32_t const doe = z - era * 146097;                                      // [0, 146096]
-    std::uint32_t const yoe = (doe - doe / 1460 + doe / 36524 - doe / 146096) / 365; // [0, 399]
-    std::uint32_t const doy = doe - (365 * yoe + yoe / 4 - yoe / 100);               // [0, 365]
-    std::uint32_t const mp = (5 * doy + 2) / 153;                                    // March = 0
-    std::uint32_t const day = doy - (153 * mp + 2) / 5 + 1;
-    std::uint32_t const month = mp < 10 ? mp + 3 : mp - 9;
-    return {era * 400 + yoe + (month <= 2), month, day};
+    std::uint32_t const n1 = 4 * (days + kDay1601FromMarch0) + 3;
+    std::uint32_t const century = n1 / 146097;
+    std::uint32_t const n2 = (n1 % 146097) | 3; // 4 * (day of the century) + 3
+    std::uint64_t const p2 = std::uint64_t{2939745} * n2;
+    auto const yearOfCentury = static_cast<std::uint32_t>(p2 >> 32);
+    std::uint32_t const dayOfYear = static_cast<std::uint32_t>(p2) / 2939745 / 4; // from March
+    std::uint32_t const n3 = 2141 * dayOfYear + 197913;
+    std::uint32_t const month = n3 >> 16; // 3 to 14
+    std::uint32_t const day = (n3 & 0xFFFF) / 2141 + 1;
+    std::uint32_t const january = dayOfYear >= 306; // January and February end the year
+    return {100 * century + yearOfCentury + january, january ? month - 12 : month, day};
 }
 
 // Days from 1601-01-01 to year-month-day; year at least 1601, month 1 to 12; a day past the

@@ -1,0 +1,46 @@
+// The display settings are process-wide and built on first use: threads formatting while
+// another keeps clearing them must all see the same settings, and no data race.
+#include <platform/time.h>
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <string>
+#include <thread>
+#include <vector>
+
+TEST(TimeStampThreads, DisplaySettingsRebuiltUnderConcurrentUse) {
+    // A fixed instant; the zone stays whatever the process has, so only consistency is checked.
+    zulplatform::CTimeStamp const ts(1715000000U);
+    zulwin::CString expectedDate, expectedTime;
+    ts.FormatDate(expectedDate);
+    ts.FormatTime(expectedTime, true, true, false);
+
+    std::atomic<bool> stop{false};
+    std::atomic<int> mismatches{0};
+    std::thread refresher([&] {
+        while (!stop.load())
+            zulplatform::RefreshDateTimeFormat();
+    });
+    std::vector<std::thread> workers;
+    for (int t = 0; t < 4; ++t) {
+        workers.emplace_back([&] {
+            for (int i = 0; i < 2000; ++i) {
+                char date[32], time[32];
+                ts.FormatDate(date, sizeof date);
+                ts.FormatTime(time, sizeof time, true, true, false);
+                if (expectedDate != date || expectedTime != time)
+                    ++mismatches;
+                // Text and calendar conversions share nothing and must agree across threads.
+                zulplatform::CTimeStamp const parsed(ts.ToStringHr().GetString());
+                if (parsed != ts)
+                    ++mismatches;
+            }
+        });
+    }
+    for (std::thread& w : workers)
+        w.join();
+    stop = true;
+    refresher.join();
+    EXPECT_EQ(mismatches.load(), 0);
+}
