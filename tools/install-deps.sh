@@ -17,6 +17,7 @@ required=(
   dpkg-dev
   file
   lintian
+  tzdata
 )
 # Peers of the benchmarks.
 optional=(
