@@ -6,6 +6,7 @@
 //   platform-demo --zones                   every time zone with its Windows id and display name
 //   platform-demo --zone NAME               the current time in zone NAME (a zone, Windows id or
 //                                           POSIX rule), its abbreviation and daylight flag
+//   platform-demo --stat FILE               the time FILE was last modified, UTC and local
 //
 // Every run also shows the host side of the module runtime: the application object answering
 // from the host's own resources, the single-instance check, the library's version and texts,
@@ -129,6 +130,27 @@ void ShowGuid() {
         std::printf("new GUID     : none (the kernel's source cannot be read)\n");
 }
 
+// A time stamp in UTC (milliseconds and nanoseconds) and as the local date and time display.
+void ShowTimeStamp(const char* label, const zulplatform::CTimeStamp& ts) {
+    CString date, time;
+    ts.FormatDate(date);
+    ts.FormatTime(time, true, false, false);
+    std::printf("%-13s: %s UTC\n", label, ts.ToString().GetString());
+    std::printf("  precise    : %s UTC\n", ts.ToStringHr().GetString());
+    std::printf("  local      : %s %s\n", date.GetString(), time.GetString());
+}
+
+int ShowModificationTime(const char* path) {
+    unsigned long const ticks = zulplatform::GetLastModificationTime(path);
+    if (ticks == 0) {
+        std::fprintf(stderr, "%s: cannot be read\n", path);
+        return 1;
+    }
+    _FILETIME const ft{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
+    ShowTimeStamp("modified", zulplatform::CTimeStamp(ft));
+    return 0;
+}
+
 // Reports each change to `path` for `seconds`, holding an exclusive lock on the file meanwhile
 // so that another watcher started on it is told at once that the file is taken.
 int Watch(const char* path, const char* seconds) {
@@ -223,6 +245,10 @@ int main(int argc, char** argv) {
     }
     if (argc == 3 && std::strcmp(argv[1], "--zone") == 0)
         return ShowZone(argv[2]);
+    if (argc == 3 && std::strcmp(argv[1], "--stat") == 0) {
+        ShowTimeStamp("now", zulplatform::CTimeStamp(true));
+        return ShowModificationTime(argv[2]);
+    }
     if (argc == 4 && std::strcmp(argv[1], "--list") == 0) {
         ShowRuntime(0);
         ShowGuid();
@@ -234,6 +260,7 @@ int main(int argc, char** argv) {
     }
     ShowRuntime(argc - 1);
     ShowGuid();
+    ShowTimeStamp("now", zulplatform::CTimeStamp(true));
     if (argc < 2) {
         const char* samples[] = {"Hello, World",
                                  "Stra\xC3\x9F"
