@@ -37,7 +37,7 @@ std::size_t CIniFileImpl::FindOrAddSection(CString&& name) {
     std::size_t const found = sections.Find(name.GetString(), len, hash);
     if (found != sections.npos)
         return found;
-    return sections.Add(_CIniSection{std::move(name), hash, {}});
+    return sections.Add(std::move(name), hash);
 }
 
 bool CIniFileImpl::Assign(std::size_t index, CString&& key, CString&& value) {
@@ -46,7 +46,7 @@ bool CIniFileImpl::Assign(std::size_t index, CString&& key, CString&& value) {
     std::uint32_t const hash = inifile::_NameHash(key.GetString(), len);
     std::size_t const found = entries.Find(key.GetString(), len, hash);
     if (found == entries.npos) {
-        entries.Add(_CIniEntry{std::move(key), std::move(value), hash});
+        entries.Add(std::move(key), std::move(value), hash);
         return true;
     }
     CString& stored = entries[found].value;

@@ -164,10 +164,10 @@ bool CIniFile::Load(CFile& file) {
     if (b[0] == 0xFF && b[1] == 0xFE)
         return inifile::FromText(*this, CUtf8String(reinterpret_cast<char16_t const*>(b + 2)));
     if (b[0] == 0xEF && b[1] == 0xBB && b[2] == 0xBF)
-        return inifile::FromText(*this, CUtf8String(data.data() + 3));
+        return inifile::FromText(*this, data.data() + 3);
     if (b[0] != 0 && b[1] == 0)
         return inifile::FromText(*this, CUtf8String(reinterpret_cast<char16_t const*>(b)));
-    return inifile::FromText(*this, CUtf8String(data.data()));
+    return inifile::FromText(*this, data.data());
 }
 
 bool CIniFile::Save(CFile& file) const {

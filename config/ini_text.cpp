@@ -50,7 +50,9 @@ public:
     bool Changed() const { return m_changed; }
 
     // One line without its line feed and carriage returns. False when the line is malformed.
-    bool Line(char const* p, char const* end) {
+    // `ascii`: the line is known to be plain ASCII, so its names and values need no validation.
+    bool Line(char const* p, char const* end, bool ascii) {
+        m_ascii = ascii;
         p = SkipSpace(p, end);
         if (p == end || *p == ';' || *p == '#')
             return true;
@@ -84,13 +86,20 @@ private:
         return true;
     }
 
-    static CString Text(char const* p, char const* end) {
-        return CString(p, static_cast<unsigned long>(end - p));
+    CString Text(char const* p, char const* end) const {
+        auto const n = static_cast<unsigned long>(end - p);
+        if (!m_ascii)
+            return CString(p, n);
+        CString text;
+        if (n != 0)
+            std::memcpy(text.GetBufferSetLength(static_cast<int>(n)), p, n);
+        return text;
     }
 
     CIniFileImpl& m_impl;
     std::size_t m_section = inifile::_CNameTable<_CIniSection>::npos;
     bool m_changed = false;
+    bool m_ascii = false;
 };
 
 // True when the line needs the character-wise walk: it holds a carriage return or a byte of
@@ -111,19 +120,21 @@ bool NeedsCharacterWalk(char const* p, char const* end) {
 
 } // namespace
 
-namespace inifile {
+namespace inifile {} // namespace inifile
 
-bool FromText(CIniFile& ini, CUtf8String const& text) {
+namespace {
+
+// Parses NUL-terminated text that is valid by the light rule, as a CUtf8String holds it.
+bool ParseValidText(CIniFile& ini, char const* p) {
     ini.Reset();
     LineParser parser(ini._GetImpl());
-    char const* p = text.c_str();
     char const* const end = p + std::strlen(p);
     bool ok = true;
     while (ok && p < end) {
         auto const* lf = static_cast<char const*>(std::memchr(p, '\n', end - p));
         char const* const lineEnd = lf == nullptr ? end : lf;
         if (!NeedsCharacterWalk(p, lineEnd)) {
-            ok = parser.Line(p, lineEnd);
+            ok = parser.Line(p, lineEnd, true);
             p = lf == nullptr ? end : lf + 1;
             continue;
         }
@@ -137,15 +148,28 @@ bool FromText(CIniFile& ini, CUtf8String const& text) {
             if (c != u'\r')
                 line += c;
         }
-        ok = parser.Line(line.GetString(), line.GetString() + line.GetLength());
+        ok = parser.Line(line.GetString(), line.GetString() + line.GetLength(), false);
         p = c == 0 ? end : it.GetPointer() + 1;
     }
     ini._SetModified(!ok && parser.Changed());
     return ok;
 }
 
+} // namespace
+
+namespace inifile {
+
+bool FromText(CIniFile& ini, CUtf8String const& text) {
+    return ParseValidText(ini, text.c_str());
+}
+
 bool FromText(CIniFile& ini, char const* text) {
-    return FromText(ini, CUtf8String(text != nullptr ? text : ""));
+    if (text == nullptr)
+        text = "";
+    // Valid text is what the CUtf8String would hold, so it is parsed in place, without a copy.
+    if (utf8_private::IsValidString(text))
+        return ParseValidText(ini, text);
+    return ParseValidText(ini, CUtf8String(text).c_str());
 }
 
 void _AppendText(CIniFile const& ini, std::string& out) {

@@ -25,6 +25,8 @@ optional=(
   uuid-dev
   libboost-dev
   libcctz-dev
+  libsimpleini-dev
+  libinih-dev
   # Read by tools/gen_windows_zones.py only; the build never needs it.
   unicode-cldr-core
 )

@@ -9,8 +9,11 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <utility>
 
 struct _CIniEntry {
+    _CIniEntry(zulwin::CString&& k, zulwin::CString&& v, std::uint32_t h)
+        : key(std::move(k)), value(std::move(v)), hash(h) {}
     zulwin::CString key;
     zulwin::CString value;
     std::uint32_t hash;
@@ -18,6 +21,7 @@ struct _CIniEntry {
 };
 
 struct _CIniSection {
+    _CIniSection(zulwin::CString&& n, std::uint32_t h) : name(std::move(n)), hash(h) {}
     zulwin::CString name;
     std::uint32_t hash;
     inifile::_CNameTable<_CIniEntry> entries;

@@ -8,6 +8,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace inifile {
@@ -107,11 +108,14 @@ public:
         return Find(name, len, _NameHash(name, len));
     }
 
-    // Adds an item whose name is not yet present; returns its index.
-    std::size_t Add(T&& item) {
-        if ((m_items.size() + 1) * 4 > m_slots.size() * 3)
-            Rehash(m_slots.empty() ? 8 : m_slots.size() * 2);
-        m_items.push_back(std::move(item));
+    // Adds an item, built in place from `args`, whose name is not yet present; returns its
+    // index.
+    template <class... Args> std::size_t Add(Args&&... args) {
+        if ((m_items.size() + 1) * 4 > m_slots.size() * 3) {
+            Rehash(m_slots.empty() ? 16 : m_slots.size() * 2);
+            m_items.reserve(m_slots.size());
+        }
+        m_items.emplace_back(std::forward<Args>(args)...);
         Place(static_cast<std::uint32_t>(m_items.size()));
         m_sortedValid = false;
         return m_items.size() - 1;
