@@ -7,6 +7,7 @@
 //   platform-demo --zone NAME               the current time in zone NAME (a zone, Windows id or
 //                                           POSIX rule), its abbreviation and daylight flag
 //   platform-demo --stat FILE               the time FILE was last modified, UTC and local
+//   platform-demo --profile FILE SECTION KEY   the value of KEY in SECTION of the INI file FILE
 //
 // Every run also shows the host side of the module runtime: the application object answering
 // from the host's own resources, the single-instance check, the library's version and texts,
@@ -217,6 +218,45 @@ int ShowZone(const char* name) {
     return 0;
 }
 
+// The host's own registry file in its data directory: a run counter and two typed values,
+// written back on close.
+void ShowRegistry() {
+    zulwin::CreateDirectory(zulplatform::GetDefaultAppDataDir().GetString(), nullptr);
+    zulwin::CRegKey key;
+    key.Create("demo.reg", "Settings\\Demo");
+    unsigned int runs = 0;
+    key.QueryDWORDValue("Runs", runs);
+    key.SetDWORDValue("Runs", runs + 1);
+    key.SetStringValue("Host", zulplatform::GetExeName());
+    unsigned char const stamp[] = {0xC0, 0xFF, 0xEE, static_cast<unsigned char>(runs + 1)};
+    key.SetBinaryValue("Stamp", stamp, sizeof stamp);
+    char host[256];
+    unsigned int hostSize = sizeof host;
+    unsigned char bytes[8];
+    unsigned int byteCount = sizeof bytes;
+    if (key.QueryStringValue("Host", host, &hostSize) != 0)
+        host[0] = 0;
+    if (key.QueryBinaryValue("Stamp", bytes, &byteCount) != 0)
+        byteCount = 0;
+    std::printf("registry     : %sdemo.reg [Settings\\Demo]\n",
+                zulplatform::GetDefaultAppDataDir().GetString());
+    std::printf("  Runs       : %u\n", runs + 1);
+    std::printf("  Host       : %s\n", host);
+    std::printf("  Stamp      :");
+    for (unsigned int i = 0; i < byteCount; ++i)
+        std::printf(" %02x", bytes[i]);
+    std::printf("\n");
+    key.Close();
+}
+
+int ShowProfileValue(const char* file, const char* section, const char* key) {
+    char value[1024];
+    unsigned long const n =
+        zulwin::GetPrivateProfileString(section, key, "(not set)", value, sizeof value, file);
+    std::printf("[%s] %s = %s (%lu bytes)\n", section, key, value, n);
+    return 0;
+}
+
 class Lister : public zulplatform::CFileSearch::IFsCallback {
 public:
     bool OnFile(const char* path) override {
@@ -258,7 +298,10 @@ int main(int argc, char** argv) {
         std::printf("%d file(s)\n", lister.Count());
         return 0;
     }
+    if (argc == 5 && std::strcmp(argv[1], "--profile") == 0)
+        return ShowProfileValue(argv[2], argv[3], argv[4]);
     ShowRuntime(argc - 1);
+    ShowRegistry();
     ShowGuid();
     ShowTimeStamp("now", zulplatform::CTimeStamp(true));
     if (argc < 2) {
