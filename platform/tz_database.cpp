@@ -226,7 +226,8 @@ std::shared_ptr<const _TzZone> _LoadZone(const char* name) {
         return nullptr;
     std::string const directory = _TzDirectory();
     if (const char* const zone = _ZoneOfWindowsId(name))
-        return DatabaseZone(directory, zone);
+        if (auto loaded = DatabaseZone(directory, zone))
+            return loaded;
     if (_IsValidZoneName(name))
         if (auto zone = DatabaseZone(directory, name))
             return zone;

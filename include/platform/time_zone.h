@@ -71,7 +71,7 @@ public:
     zulplatform::CTimeStamp UtcToLocal(const zulplatform::CTimeStamp& utc) const;
     zulplatform::CTimeStamp LocalToUtc(const zulplatform::CTimeStamp& local, int fold = 0) const;
 
-    // The Windows description of `year` (1601 to 30827, else false): standard time is the
+    // The Windows information record of `year` (1601 to 30827, else false): standard time is the
     // smallest offset of the year, daylight time the largest, with the dates of the first
     // changes between them as Windows rule dates.
     bool GetTimeZoneInformation(int year, _TIME_ZONE_INFORMATION& tzi) const;
