@@ -84,23 +84,25 @@ bool _TzZone::Build(const std::vector<std::int64_t>& times,
             m_cycleStart = YearStart(firstYear + 3);
             // Enough years that the cycle from m_cycleStart, and a margin past it, are complete.
             std::int64_t const lastYear = firstYear + 3 + 400 + 3;
+            // The rule is read for each UTC year on its own, from that year's two changes, as
+            // the C library does; for ordinary rules this is simply the sequence of changes,
+            // and rules whose periods overlap the year's end come out the same way there too.
             std::vector<Change> changes;
-            changes.reserve(static_cast<std::size_t>(lastYear - firstYear + 1) * 2);
+            changes.reserve(static_cast<std::size_t>(lastYear - firstYear + 1) * 3);
             for (std::int64_t y = firstYear; y <= lastYear; ++y) {
                 std::int64_t toDst, toStd;
                 _TzRuleChanges(*rule, y, toDst, toStd);
-                if (toDst <= toStd) {
-                    changes.push_back({toDst, dstType});
-                    changes.push_back({toStd, stdType});
-                } else {
-                    changes.push_back({toStd, stdType});
-                    changes.push_back({toDst, dstType});
-                }
+                auto typeAt = [&](std::int64_t t) {
+                    bool const dst =
+                        toDst > toStd ? (t < toStd || t >= toDst) : (t >= toDst && t < toStd);
+                    return dst ? dstType : stdType;
+                };
+                std::int64_t const from = YearStart(y), to = YearStart(y + 1);
+                changes.push_back({from, typeAt(from)});
+                for (std::int64_t at : {std::min(toDst, toStd), std::max(toDst, toStd)})
+                    if (at > from && at < to)
+                        changes.push_back({at, typeAt(at)});
             }
-            // Of changes at the same instant the later year's wins, as the C library evaluates
-            // a rule for the year of the instant.
-            std::stable_sort(changes.begin(), changes.end(),
-                             [](const Change& a, const Change& b) { return a.at < b.at; });
             std::int64_t const tableEnd = m_ruleOnly ? YearStart(firstYear) : times.back();
             unsigned char current = stdType;
             std::size_t i = 0;
@@ -111,8 +113,6 @@ bool _TzZone::Build(const std::vector<std::int64_t>& times,
             else
                 m_typeOf.back() = current; // the rule decides from the last transition on
             for (; i < changes.size(); ++i) {
-                if (i + 1 < changes.size() && changes[i + 1].at == changes[i].at)
-                    continue;
                 if (changes[i].type == current)
                     continue;
                 current = changes[i].type;

@@ -138,11 +138,12 @@ TEST(TzPosixRule, RefusesMalformedRules) {
 
 TEST(TzPosixRule, ZonesMadeFromRulesMatchTheCLibrary) {
     const char* const rules[] = {
-        "CET-1CEST,M3.5.0,M10.5.0/3",   "EST5EDT,M3.2.0,M11.1.0",
-        "NZST-12NZDT,M9.5.0,M4.1.0/3",  "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0",
-        "IST-1GMT0,M10.5.0,M3.5.0/1",   "<-03>3<-02>,M3.5.0/-2,M10.5.0/-1",
-        "AAA3BBB,J60/30,100/-20",       "<+0545>-5:45",
-        "XXX-2YYY,M3.5.4/26,M10.5.5/1",
+        "CET-1CEST,M3.5.0,M10.5.0/3",      "EST5EDT,M3.2.0,M11.1.0",
+        "NZST-12NZDT,M9.5.0,M4.1.0/3",     "<+1030>-10:30<+11>-11,M10.1.0,M4.1.0",
+        "IST-1GMT0,M10.5.0,M3.5.0/1",      "<-03>3<-02>,M3.5.0/-2,M10.5.0/-1",
+        "AAA3BBB,J60/30,100/-20",          "<+0545>-5:45",
+        "XXX-2YYY,M3.5.4/26,M10.5.5/1",    "EST5EDT,0/0,J365/25",
+        "<-02>2<-01>,M3.5.0/-1,M10.5.0/0", "AAA-10BBB-11,J1/-30,J365/40",
     };
     unsigned seed = 1;
     for (const char* text : rules) {
