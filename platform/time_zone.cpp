@@ -119,12 +119,21 @@ void CopyName(const std::string& text, char16_t (&name)[32]) {
 // The Windows rule date of a change at `at` from a time with offset `before`: the month, the
 // weekday, the week of the month (5 meaning the last) and the wall time before the change.
 _SYSTEMTIME RuleDate(std::int64_t at, std::int32_t before) {
-    _SYSTEMTIME wall{};
-    SystemTimeOf(at + before, 0, wall);
-    int const length = zulplatform::_DaysInMonth(wall.wYear, wall.wMonth);
-    wall.wDay = static_cast<std::uint16_t>(wall.wDay + 7 > length ? 5 : (wall.wDay + 6) / 7);
-    wall.wYear = 0;
-    return wall;
+    // Computed without the range check of SystemTimeOf: the wall time of a change at the very
+    // start or end of the valid years may lie just outside them.
+    std::int64_t const wall = at + before;
+    std::int64_t const days = zulplatform::_FloorDiv(wall, kSecondsPerDay);
+    std::int64_t const secs = wall - days * kSecondsPerDay;
+    zulplatform::_CivilDate const date = zulplatform::_CivilFromDays(days);
+    int const length = zulplatform::_DaysInMonth(date.year, date.month);
+    _SYSTEMTIME rule{};
+    rule.wMonth = static_cast<std::uint16_t>(date.month);
+    rule.wDayOfWeek = static_cast<std::uint16_t>(zulplatform::_WeekdayFromDays(days));
+    rule.wDay = static_cast<std::uint16_t>(date.day + 7 > length ? 5 : (date.day + 6) / 7);
+    rule.wHour = static_cast<std::uint16_t>(secs / 3600);
+    rule.wMinute = static_cast<std::uint16_t>(secs / 60 % 60);
+    rule.wSecond = static_cast<std::uint16_t>(secs % 60);
+    return rule;
 }
 
 int CurrentYear() {

@@ -520,4 +520,23 @@ TEST(TimeZone, RecordConversionsKeepToTheValidRange) {
     EXPECT_EQ(honolulu.LocalToUtc(Stamp(kMaxTicks - 5)).GetFileTime(), kMaxTicks);
     EXPECT_EQ(tokyo.UtcToLocal(Stamp(kEpochTicks + 1234567)).GetFileTime(),
               static_cast<std::uint64_t>(kEpochTicks + 9 * 3600 * kTicksPerSecond + 1234567));
+    // Zones whose changes fall on the first and last days of the valid years.
+    for (const char* name : {"AAA-10BBB-11,J1/-30,J365/40", "EST5EDT,0/0,J365/25",
+                             "Pacific/Kiritimati", "America/Adak", "Europe/London"}) {
+        CTimeZone zone;
+        ASSERT_TRUE(zone.Load(name)) << name;
+        for (int year : {1601, 30827}) {
+            _TIME_ZONE_INFORMATION tzi;
+            EXPECT_TRUE(zone.GetTimeZoneInformation(year, tzi)) << name;
+            EXPECT_LE(tzi.DaylightDate.wMonth, 12) << name;
+            EXPECT_LE(tzi.StandardDate.wDay, 5) << name;
+            std::vector<CTimeZoneTransition> list;
+            zone.GetTransitions(year, list);
+            for (const CTimeZoneTransition& t : list)
+                EXPECT_EQ(zone.GetUtcOffset(t.at), t.offset) << name << " " << year;
+        }
+        // At the first instant a zone west of UTC saturates at 0, one east of it moves on.
+        EXPECT_EQ(UnixOf(zone.UtcToLocal(Stamp(0))),
+                  UnixOf(Stamp(0)) + std::max(0, zone.GetUtcOffset(Stamp(0))));
+    }
 }
