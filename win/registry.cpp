@@ -32,7 +32,7 @@ _CIniFileMapping* _GetIniFileMapping(char const* fileName) {
 
 CRegKey::CRegKey(char const* fileName) : m_mapping(_GetIniFileMapping(fileName)) {}
 
-CRegKey::~CRegKey() {
+CRegKey::~CRegKey() noexcept(false) {
     Close();
 }
 

@@ -36,7 +36,8 @@ public:
     explicit CRegKey(char const* fileName);
     CRegKey(CRegKey const&) = delete;
     CRegKey& operator=(CRegKey const&) = delete;
-    ~CRegKey();
+    // Close(): the file layer's exceptions from its save pass out of the destructor too.
+    ~CRegKey() noexcept(false);
 
     // 3, and the key closed, when the file has no such key. The access mask is ignored.
     int Open(char const* fileName, char const* keyPath, unsigned int access = 0);

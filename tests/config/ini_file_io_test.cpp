@@ -52,6 +52,7 @@ TEST(IniFileLoad, ChoosesTheEncodingByTheFirstBytes) {
         {std::string("\0[S]\nk=v\n", 9), true, nullptr},
         {"", true, nullptr},
         {"[S]\nk=v\xFF\n", true, "v?"},
+        {std::string("[S]\nk=v\0junk\n[", 14), true, "v"}, // a NUL ends the text
     };
     ScratchDir dir;
     for (Case const& c : cases) {
