@@ -45,7 +45,8 @@ char const* SkipSpace(char const* p, char const* end) {
 // changed the document.
 class LineParser {
 public:
-    explicit LineParser(CIniFileImpl& impl) : m_impl(impl) {}
+    // `end`: the end of the whole text, for sizing sections ahead.
+    LineParser(CIniFileImpl& impl, char const* end) : m_impl(impl), m_textEnd(end) {}
 
     bool Changed() const { return m_changed; }
 
@@ -82,8 +83,27 @@ private:
         if (close == nullptr || close == name || SkipSpace(close + 1, end) != end)
             return false;
         m_section = m_impl.FindOrAddSection(Text(name, close));
+        auto& entries = m_impl.sections[m_section].entries;
+        if (entries.empty())
+            entries.Reserve(LinesBeforeNextHeader(end));
         m_changed |= m_impl.Assign(m_section, CString(), CString());
         return true;
+    }
+
+    // The lines from `p` up to the next one that starts with "[": room for the entries of a
+    // new section, so that filling it moves nothing. Comments and blank lines make it an
+    // overestimate, bounded by the text's size.
+    std::size_t LinesBeforeNextHeader(char const* p) const {
+        std::size_t lines = 1;
+        while (p < m_textEnd) {
+            auto const* lf = static_cast<char const*>(
+                std::memchr(p, '\n', static_cast<std::size_t>(m_textEnd - p)));
+            if (lf == nullptr || lf + 1 == m_textEnd || lf[1] == '[')
+                break;
+            ++lines;
+            p = lf + 1;
+        }
+        return lines;
     }
 
     CString Text(char const* p, char const* end) const {
@@ -97,6 +117,7 @@ private:
     }
 
     CIniFileImpl& m_impl;
+    char const* m_textEnd;
     std::size_t m_section = inifile::_CNameTable<_CIniSection>::npos;
     bool m_changed = false;
     bool m_ascii = false;
@@ -127,8 +148,8 @@ namespace {
 // Parses NUL-terminated text that is valid by the light rule, as a CUtf8String holds it.
 bool ParseValidText(CIniFile& ini, char const* p) {
     ini.Reset();
-    LineParser parser(ini._GetImpl());
     char const* const end = p + std::strlen(p);
+    LineParser parser(ini._GetImpl(), end);
     bool ok = true;
     while (ok && p < end) {
         auto const* lf = static_cast<char const*>(std::memchr(p, '\n', end - p));

@@ -121,6 +121,16 @@ public:
         return m_items.size() - 1;
     }
 
+    // Makes room for `count` items in all, so that adding up to that many moves nothing.
+    void Reserve(std::size_t count) {
+        std::size_t slots = m_slots.empty() ? 16 : m_slots.size();
+        while (count * 4 > slots * 3)
+            slots *= 2;
+        if (slots != m_slots.size())
+            Rehash(slots);
+        m_items.reserve(count);
+    }
+
     // Removes the item at `index`; the last item takes its place.
     void RemoveAt(std::size_t index) {
         Unplace(SlotOf(index));
