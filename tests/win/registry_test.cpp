@@ -4,6 +4,7 @@
 #include <platform/locations.h>
 #include <platform/registry.h>
 
+#include "support/child_process.h"
 #include "support/scratch.h"
 
 #include <gtest/gtest.h>
@@ -13,6 +14,7 @@
 #include <unistd.h>
 
 #include <cstring>
+#include <filesystem>
 #include <string>
 
 using test_support::ReadFile;
@@ -39,6 +41,24 @@ protected:
 
     ScratchDir m_dir;
 };
+
+// A program copied into a fresh directory keeps its registry in that directory's "user_data/",
+// and finds there what its previous run left.
+TEST(RegistryLocation, RegistryFilesLiveInTheApplicationDataDirectory) {
+    ScratchDir app;
+    std::string const probe = app / "registry_probe";
+    std::filesystem::copy_file(REGISTRY_PROBE_PATH, probe);
+    ASSERT_EQ(mkdir((app / "user_data").c_str(), 0770), 0);
+    for (int run = 1; run <= 2; ++run) {
+        int status = -1;
+        std::string const out =
+            test_support::RunAndCapture({probe, "counter.reg", "Probe\\Runs"}, &status);
+        EXPECT_EQ(status, 0);
+        EXPECT_EQ(out, "datadir=" + app.path() + "/user_data/\nruns=" + std::to_string(run) + "\n");
+    }
+    EXPECT_EQ(ReadFile(app / "user_data/counter.reg"),
+              "[Probe]\n\n[Probe\\Runs]\nRuns@DWORD = 2\n\n");
+}
 
 TEST_F(Registry, CreateMakesEveryKeyOnThePath) {
     CRegKey key;
