@@ -175,7 +175,17 @@ bool CIniFile::Save(CFile& file) const {
     inifile::_AppendText(*this, text);
     try {
         file.SetLength(0);
-        file.Write(text.data(), text.size());
+        // A write can stop short (a full disk, the file size limit) without an error: go on
+        // until the error shows, so that a cut-off text is never taken for a saved one.
+        std::size_t done = 0;
+        while (done < text.size()) {
+            unsigned long const before = file.GetPosition();
+            file.Write(text.data() + done, text.size() - done);
+            unsigned long const wrote = file.GetPosition() - before;
+            if (wrote == 0)
+                zulplatform::CException::Throw(-3);
+            done += wrote;
+        }
     } catch (CFileException* e) {
         e->Delete();
         zulplatform::CException::Throw(-3);

@@ -93,6 +93,10 @@ TEST(IniDocument, RemoveValueResultsAndFlag) {
     CIniFile empty;
     EXPECT_TRUE(empty.RemoveValue(nullptr, nullptr));
     EXPECT_TRUE(empty.IsModified());
+    empty.WriteValue("S", "k", "1");
+    empty.Reset();
+    EXPECT_FALSE(empty.IsModified());
+    EXPECT_EQ(empty._GetSectionCount(), 0u);
 }
 
 TEST(IniDocument, EnumerationIsSortedWithoutCase) {

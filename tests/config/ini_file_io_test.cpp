@@ -8,9 +8,14 @@
 
 #include <gtest/gtest.h>
 
+#include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <iterator>
 #include <random>
 #include <string>
 
@@ -224,6 +229,37 @@ TEST(IniFileSave, ReadOnlyDirectoryLeavesTheOldFile) {
     chmod(dir.c_str(), 0700);
     EXPECT_EQ(ReadFile(path), "[A]\nk=1\n");
     EXPECT_TRUE(ini.IsModified());
+}
+
+// A write that fails half way (the file size limit stops it) throws -3 out of the path form
+// and leaves the old file as it was, with no temporary file behind.
+TEST(IniFileSave, AFailedWriteLeavesTheOldFile) {
+    ScratchDir dir;
+    std::string const path = dir / "limited.ini";
+    WriteFile(path, "[A]\nk=1\n");
+    pid_t const child = fork();
+    ASSERT_GE(child, 0);
+    if (child == 0) {
+        signal(SIGXFSZ, SIG_IGN);
+        rlimit const limit{64, 64};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        CIniFile ini;
+        ini.WriteValue("A", "k", std::string(500, 'x').c_str());
+        try {
+            ini.Save(path.c_str());
+        } catch (zulplatform::CException const& e) {
+            _exit(e.GetCode() == -3 ? 0 : 1);
+        }
+        _exit(2);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    ASSERT_TRUE(WIFEXITED(status));
+    EXPECT_EQ(WEXITSTATUS(status), 0);
+    EXPECT_EQ(ReadFile(path), "[A]\nk=1\n");
+    EXPECT_EQ(std::distance(std::filesystem::directory_iterator(dir.path()),
+                            std::filesystem::directory_iterator()),
+              1);
 }
 
 TEST(IniFileSave, WriteErrorsThrowMinusThree) {
