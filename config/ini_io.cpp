@@ -33,17 +33,25 @@ bool WaitedTooLong(std::uint64_t start) {
 }
 
 // Writes `ini` as the whole content of `path`, through a temporary file renamed over it; the
-// new file gets the permission bits of the file `locked` holds open.
+// new file gets the permission bits of the file `locked` holds open. Other hard links to the
+// old file keep the old content.
 bool ReplaceContent(CIniFile const& ini, char const* path, CFile& locked) {
     struct stat st;
-    mode_t const mode = fstat(locked, &st) == 0 ? (st.st_mode & 07777) : 0664;
+    bool const known = fstat(locked, &st) == 0;
     zulplatform::_CReplacementFile replacement(path, true);
     if (!replacement.Create(0600))
         return false;
-    if (chmod(replacement.TempPath().c_str(), mode) != 0)
+    char const* temp = replacement.TempPath().c_str();
+    if (chmod(temp, known ? (st.st_mode & 07777) : 0664) != 0)
         return false;
+    // Owner and group as well where this process may set them (as root); otherwise a file
+    // saved by another user becomes this user's, as any rewrite by replacement does.
+    if (known && (st.st_uid != geteuid() || st.st_gid != getegid())) {
+        int const ignored = chown(temp, st.st_uid, st.st_gid);
+        static_cast<void>(ignored);
+    }
     CFile out;
-    if (!out.Open(replacement.TempPath().c_str(), CFile::modeReadWrite))
+    if (!out.Open(temp, CFile::modeReadWrite))
         return false;
     ini.Save(out);
     out.Close();
