@@ -4,11 +4,12 @@
 # fuzz/<name>.dict when there is one. Fails on the first target that finds a crash, a leak or a
 # timeout; the reproducer is left in the work directory it names.
 #   tools/run-fuzzers.sh [SECONDS] [TARGET...]     (default 20 seconds, every target)
+# FUZZ_BUILD_DIR names another build of the preset's targets (default build/fuzz/fuzz).
 set -euo pipefail
 cd "$(dirname "$0")/.."
 seconds=${1:-20}
 shift || true
-build=build/fuzz/fuzz
+build=${FUZZ_BUILD_DIR:-build/fuzz/fuzz}
 targets=("$@")
 if [ ${#targets[@]} -eq 0 ]; then
   for t in "$build"/*_fuzz; do targets+=("$(basename "$t" _fuzz)"); done
