@@ -334,10 +334,14 @@ TEST(Calendar, SystemTimeToVariantTime) {
 TEST(Calendar, SystemTimeIsTheCurrentUtcTime) {
     _SYSTEMTIME st{};
     _FILETIME ft{};
-    time_t const before = time(nullptr);
+    // The precise clock: time() may lag behind it by a scheduler tick across a second boundary.
+    timespec now{};
+    clock_gettime(CLOCK_REALTIME, &now);
+    time_t const before = now.tv_sec;
     zulwin::GetSystemTime(&st);
     zulwin::GetSystemTimeAsFileTime(&ft);
-    time_t const after = time(nullptr);
+    clock_gettime(CLOCK_REALTIME, &now);
+    time_t const after = now.tv_sec;
     EXPECT_TRUE(zulplatform::IsValidSystemTime(st));
     _FILETIME fromRecord{};
     ASSERT_EQ(zulwin::SystemTimeToFileTime(&st, &fromRecord), 1);
