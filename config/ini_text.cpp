@@ -52,8 +52,11 @@ public:
 
     // One line without its line feed and carriage returns. False when the line is malformed.
     // `ascii`: the line is known to be plain ASCII, so its names and values need no validation.
-    bool Line(char const* p, char const* end, bool ascii) {
+    // `rest`: where the text goes on after the line. A line walked character by character is a
+    // copy, so its own end says nothing about the text that follows.
+    bool Line(char const* p, char const* end, bool ascii, char const* rest) {
         m_ascii = ascii;
+        m_rest = rest;
         p = SkipSpace(p, end);
         if (p == end || *p == ';' || *p == '#')
             return true;
@@ -85,7 +88,7 @@ private:
         m_section = m_impl.FindOrAddSection(Text(name, close));
         auto& entries = m_impl.sections[m_section].entries;
         if (entries.empty())
-            entries.Reserve(LinesBeforeNextHeader(end));
+            entries.Reserve(LinesBeforeNextHeader(m_rest));
         m_changed |= m_impl.Assign(m_section, CString(), CString());
         return true;
     }
@@ -118,6 +121,7 @@ private:
 
     CIniFileImpl& m_impl;
     char const* m_textEnd;
+    char const* m_rest = nullptr;
     std::size_t m_section = inifile::_CNameTable<_CIniSection>::npos;
     bool m_changed = false;
     bool m_ascii = false;
@@ -155,7 +159,7 @@ bool ParseValidText(CIniFile& ini, char const* p) {
         auto const* lf = static_cast<char const*>(std::memchr(p, '\n', end - p));
         char const* const lineEnd = lf == nullptr ? end : lf;
         if (!NeedsCharacterWalk(p, lineEnd)) {
-            ok = parser.Line(p, lineEnd, true);
+            ok = parser.Line(p, lineEnd, true, lineEnd);
             p = lf == nullptr ? end : lf + 1;
             continue;
         }
@@ -169,7 +173,8 @@ bool ParseValidText(CIniFile& ini, char const* p) {
             if (c != u'\r')
                 line += c;
         }
-        ok = parser.Line(line.GetString(), line.GetString() + line.GetLength(), false);
+        ok = parser.Line(line.GetString(), line.GetString() + line.GetLength(), false,
+                         it.GetPointer());
         p = c == 0 ? end : it.GetPointer() + 1;
     }
     ini._SetModified(!ok && parser.Changed());

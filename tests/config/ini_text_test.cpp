@@ -123,4 +123,18 @@ TEST(IniText, HostileInputNeverBreaksTheParser) {
     }
 }
 
+// A header that needs the character-wise walk (a carriage return or a non-ASCII name) is parsed
+// from a copy of its line; sizing the new section must look ahead in the text itself, never
+// from the copy's end. The text lies on this frame, above the parser's copy on the stack, so a
+// look-ahead from the copy runs over the frames between (the address sanitizer stops it).
+TEST(IniText, HeadersReadCharacterWiseLookAheadInTheText) {
+    char const* const expected[] = {"[\xC3\x9Cn\xC3\xAF]=;k2=w;key=v;", "[A]=;k2=w;key=v;"};
+    char texts[][64] = {"[\xC3\x9Cn\xC3\xAF]\nkey=v\nk2=w", "[A]\r\nkey=v\r\nk2=w\r\n"};
+    for (std::size_t i = 0; i < 2; ++i) {
+        CIniFile ini;
+        ASSERT_TRUE(ini.FromText(texts[i])) << i;
+        EXPECT_EQ(Dump(ini), expected[i]);
+    }
+}
+
 } // namespace
