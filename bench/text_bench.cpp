@@ -1,6 +1,7 @@
 // The text layer's hot paths beside the routines a user would otherwise reach for, on the same
-// inputs: 64 KiB of ASCII and 64 KiB of mixed text (Latin-1 accents, Greek, Cyrillic, CJK,
-// emoji). Pairs to read side by side:
+// inputs: 64 KiB each of ASCII, mixed text (Latin-1 accents, Greek, Cyrillic, CJK, emoji, one
+// phrase of each in turn) and interleaved text (the same scripts switching every one to three
+// words, spaces between them). Pairs to read side by side:
 //   Validate/*           vs  StrlenBound/*                (same buffer; strlen only finds the
 //                                                           end, so it is a lower bound for any
 //                                                           pass over the text, not a peer)
@@ -17,6 +18,8 @@
 #include <benchmark/benchmark.h>
 
 #include <cstring>
+#include <iterator>
+#include <random>
 #include <string>
 #include <strings.h>
 #include <vector>
@@ -60,12 +63,45 @@ const std::string& MixedText() {
     return s;
 }
 
+// Scripts change every few words, so no run of one sequence length lasts long.
+const std::string& InterleavedText() {
+    static const std::string s = [] {
+        static const char* const scripts[][4] = {
+            {"caf\xC3\xA9", "na\xC3\xAFve",
+             "\xC3\xBC"
+             "ber",
+             "gar\xC3\xA7on"},
+            {"\xCE\xB1\xCE\xB2", "\xCE\x9A\xCF\x8C\xCF\x83\xCE\xBC\xCE\xBF\xCF\x82",
+             "\xCE\xBB\xCF\x8C\xCE\xB3\xCE\xBF\xCF\x82", "\xCE\xB5"},
+            {"\xD0\xB4\xD0\xB0", "\xD0\x9C\xD0\xB8\xD1\x80",
+             "\xD1\x81\xD0\xBB\xD0\xBE\xD0\xB2\xD0\xBE", "\xD0\xBD\xD0\xB5\xD1\x82"},
+            {"\xE4\xB8\xAD\xE6\x96\x87", "\xE6\x9D\xB1\xE4\xBA\xAC", "\xE6\x97\xA5",
+             "\xE6\xBC\xA2\xE5\xAD\x97\xE8\xA1\xA8"},
+            {"\xF0\x9F\x98\x80", "\xF0\x9F\x8E\x89", "\xF0\x9F\x9A\x80\xF0\x9F\x91\x8D",
+             "\xF0\x9F\x8C\x8D"},
+            {"the", "and", "plain", "words"}};
+        std::mt19937 rng(2024);
+        std::string text;
+        for (;;) {
+            const auto& script = scripts[rng() % std::size(scripts)];
+            for (unsigned words = 1 + rng() % 3; words > 0; --words) {
+                std::string const word = script[rng() % 4];
+                if (text.size() + word.size() + 1 > kInputSize)
+                    return text;
+                text += word;
+                text += ' ';
+            }
+        }
+    }();
+    return s;
+}
+
 const std::string& Input(int which) {
-    return which == 0 ? AsciiText() : MixedText();
+    return which == 0 ? AsciiText() : which == 1 ? MixedText() : InterleavedText();
 }
 
 void SetLabel(benchmark::State& state, int which) {
-    state.SetLabel(which == 0 ? "ascii" : "mixed");
+    state.SetLabel(which == 0 ? "ascii" : which == 1 ? "mixed" : "interleaved");
     state.SetBytesProcessed(static_cast<int64_t>(state.iterations()) *
                             static_cast<int64_t>(Input(which).size()));
 }
@@ -167,7 +203,7 @@ void ToWide(benchmark::State& state) {
     }
     SetLabel(state, static_cast<int>(state.range(0)));
 }
-BENCHMARK(ToWide)->Arg(0)->Arg(1);
+BENCHMARK(ToWide)->Arg(0)->Arg(1)->Arg(2);
 
 #if PLATFORM_BENCH_HAVE_ICU
 // ICU writes into a buffer the caller keeps, as MakeLowerReused does.
@@ -213,7 +249,7 @@ void IcuFromUtf8(benchmark::State& state) {
         state.SkipWithError("u_strFromUTF8 failed");
     SetLabel(state, static_cast<int>(state.range(0)));
 }
-BENCHMARK(IcuFromUtf8)->Arg(0)->Arg(1);
+BENCHMARK(IcuFromUtf8)->Arg(0)->Arg(1)->Arg(2);
 #endif
 
 } // namespace

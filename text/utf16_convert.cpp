@@ -4,81 +4,252 @@
 // forms, no encoded surrogates, nothing above U+10FFFF); the rest is dropped. Validation and
 // conversion happen in one pass: the output is sized for the worst case (one unit per input
 // byte), filled, and cut to what was produced.
-#include "text/internal/utf8.h"
+#include "text/internal/utf16_convert.h"
 
-#include <emmintrin.h>
+#include <immintrin.h>
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 
 using utf8_private::detail::IsCont;
 
+namespace utf8_private {
+namespace detail {
 namespace {
 
-// Converts the strictly valid prefix of [p, end) into `out`, which has room for end - p units.
-// The byte at `end` must be a NUL (the input's terminator): the continuation tests then stop
-// on it, so nothing past it is read. Returns one past the last unit written.
-//
-// Text tends to come in runs of one kind (a word of Greek, a phrase of CJK), so each kind has
-// its own inner loop: the branch that picks the kind is taken once per run, not per character.
-char16_t* ConvertStrict(const unsigned char* p, const unsigned char* end, char16_t* out) {
+// Converts the one sequence at `p` if it is strictly valid, advancing `p` and `out`; false
+// (nothing changed) otherwise. A NUL is no continuation byte, so nothing past the terminator
+// is read.
+inline bool ConvertOne(const unsigned char*& p, char16_t*& out) {
+    unsigned const b = p[0];
+    if (b < 0x80) {
+        *out++ = static_cast<char16_t>(b);
+        p += 1;
+        return true;
+    }
+    if ((b & 0xE0) == 0xC0) {
+        if (b < 0xC2 || !IsCont(p[1]))
+            return false;
+        *out++ = static_cast<char16_t>(((b & 0x1Fu) << 6) | (p[1] & 0x3Fu));
+        p += 2;
+        return true;
+    }
+    unsigned const b1 = p[1];
+    if ((b & 0xF0) == 0xE0) {
+        if (!IsCont(b1) || (b == 0xE0 && b1 < 0xA0) || (b == 0xED && b1 >= 0xA0) || !IsCont(p[2]))
+            return false;
+        *out++ = static_cast<char16_t>(((b & 0x0Fu) << 12) | ((b1 & 0x3Fu) << 6) | (p[2] & 0x3Fu));
+        p += 3;
+        return true;
+    }
+    if (b > 0xF4 || (b & 0xF8) != 0xF0 || !IsCont(b1) || (b == 0xF0 && b1 < 0x90) ||
+        (b == 0xF4 && b1 > 0x8F) || !IsCont(p[2]) || !IsCont(p[3]))
+        return false;
+    unsigned const cp =
+        ((b & 0x07u) << 18) | ((b1 & 0x3Fu) << 12) | ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu);
+    out[0] = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
+    out[1] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
+    out += 2;
+    p += 4;
+    return true;
+}
+
+// Sequence by sequence, with ASCII sixteen bytes at a time: the reference the block kernel must
+// agree with, the kernel of CPUs without AVX2, and the end of every conversion.
+char16_t* ConvertScalar(const unsigned char* p, const unsigned char* end, char16_t* out) {
     __m128i const zero = _mm_setzero_si128();
     while (p < end) {
-        unsigned b = p[0];
-        if (b < 0x80) {
-            // ASCII: sixteen bytes at a time, then byte by byte to the end of the run.
-            while (end - p >= 16) {
-                __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-                if (_mm_movemask_epi8(v) != 0)
-                    break;
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(v, zero));
-                _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(v, zero));
-                p += 16;
-                out += 16;
-            }
-            while (p < end && *p < 0x80)
-                *out++ = *p++;
-        } else if ((b & 0xE0) == 0xC0) {
-            do {
-                if (b < 0xC2 || !IsCont(p[1]))
-                    return out;
-                *out++ = static_cast<char16_t>(((b & 0x1Fu) << 6) | (p[1] & 0x3Fu));
-                p += 2;
-                b = p[0];
-            } while ((b & 0xE0) == 0xC0);
-        } else if ((b & 0xF0) == 0xE0) {
-            do {
-                unsigned const b1 = p[1];
-                if (!IsCont(b1) || (b == 0xE0 && b1 < 0xA0) || (b == 0xED && b1 >= 0xA0) ||
-                    !IsCont(p[2]))
-                    return out;
-                *out++ = static_cast<char16_t>(((b & 0x0Fu) << 12) | ((b1 & 0x3Fu) << 6) |
-                                               (p[2] & 0x3Fu));
-                p += 3;
-                b = p[0];
-            } while ((b & 0xF0) == 0xE0);
-        } else if ((b & 0xF8) == 0xF0) {
-            do {
-                unsigned const b1 = p[1];
-                if (b > 0xF4 || !IsCont(b1) || (b == 0xF0 && b1 < 0x90) ||
-                    (b == 0xF4 && b1 > 0x8F) || !IsCont(p[2]) || !IsCont(p[3]))
-                    return out;
-                unsigned const cp = ((b & 0x07u) << 18) | ((b1 & 0x3Fu) << 12) |
-                                    ((p[2] & 0x3Fu) << 6) | (p[3] & 0x3Fu);
-                out[0] = static_cast<char16_t>(0xD800 + ((cp - 0x10000) >> 10));
-                out[1] = static_cast<char16_t>(0xDC00 + (cp & 0x3FF));
-                out += 2;
-                p += 4;
-                b = p[0];
-            } while ((b & 0xF8) == 0xF0);
-        } else {
-            break;
+        while (end - p >= 16) {
+            __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            if (_mm_movemask_epi8(v) != 0)
+                break;
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(v, zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(v, zero));
+            p += 16;
+            out += 16;
         }
+        if (p < end && !ConvertOne(p, out))
+            break;
     }
     return out;
 }
 
+// For each 8-bit mask of kept 16-bit lanes, the byte shuffle that moves those lanes, in order,
+// to the front of a register.
+struct LaneCompaction {
+    alignas(16) unsigned char shuffle[256][16];
+};
+
+constexpr LaneCompaction BuildLaneCompaction() {
+    LaneCompaction t{};
+    for (unsigned mask = 0; mask < 256; ++mask) {
+        unsigned k = 0;
+        for (unsigned lane = 0; lane < 8; ++lane) {
+            if ((mask >> lane) & 1) {
+                t.shuffle[mask][k++] = static_cast<unsigned char>(2 * lane);
+                t.shuffle[mask][k++] = static_cast<unsigned char>(2 * lane + 1);
+            }
+        }
+        while (k < 16)
+            t.shuffle[mask][k++] = 0x80; // zero: the lane is written but not counted
+    }
+    return t;
+}
+
+constexpr LaneCompaction kLaneCompaction = BuildLaneCompaction();
+
+// The block transcoder. Text that switches script every few words mixes one-, two- and
+// three-byte sequences within any sixteen bytes, so rather than branching per sequence it
+// decodes a whole window at once: every byte is decoded as if it started a sequence (from itself
+// and the next two bytes), the lanes of continuation bytes are dropped, and the rest are packed
+// together. Validation is done on bit masks of the window (one bit per byte) and on the decoded
+// values, exactly by the strict rule. Four-byte sequences, anything invalid and the last bytes
+// of the text go through ConvertOne and ConvertScalar.
+__attribute__((target("avx2,popcnt"))) char16_t*
+ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
+    // Leads at 14 and 15 may need bytes beyond the window: they wait for the next one.
+    constexpr unsigned kLeadLimit = 14;
+    // Three overlapping loads reach p[17], which must lie within the text. Each step writes at
+    // most sixteen units at `out` and consumes at least as many bytes as it keeps units, so the
+    // stores stay within the room of one unit per input byte.
+    while (end - p >= 18) {
+        __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        unsigned const high = static_cast<unsigned>(_mm_movemask_epi8(v));
+        if (high == 0) {
+            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_cvtepu8_epi16(v));
+            p += 16;
+            out += 16;
+            continue;
+        }
+        // Bytes compare as signed: 80..BF are -128..-65, C0..FF are -64..-1.
+        auto above = [&](int k) {
+            return static_cast<unsigned>(
+                _mm_movemask_epi8(_mm_cmpgt_epi8(v, _mm_set1_epi8(static_cast<char>(k)))));
+        };
+        unsigned const cont = high & ~above(-65);
+        unsigned const lead3 = high & above(-33); // E0..FF
+        unsigned const lead4 = high & above(-17); // F0..FF
+        unsigned const lead2 = high & ~cont & ~lead3;
+        unsigned const c0c1 = static_cast<unsigned>(_mm_movemask_epi8(
+            _mm_cmpeq_epi8(_mm_and_si128(v, _mm_set1_epi8(static_cast<char>(0xFE))),
+                           _mm_set1_epi8(static_cast<char>(0xC0)))));
+        unsigned const leads = ~cont & 0xFFFF;
+        unsigned const limit =
+            lead4 != 0 && static_cast<unsigned>(__builtin_ctz(lead4)) < kLeadLimit
+                ? static_cast<unsigned>(__builtin_ctz(lead4))
+                : kLeadLimit;
+        // The window ends at the first lead at or after the limit; a four-byte lead never
+        // enters it.
+        unsigned const advance =
+            static_cast<unsigned>(__builtin_ctz((leads & (~0u << limit)) | 0x10000u));
+        if (advance == 0) {
+            if (!ConvertOne(p, out))
+                return out;
+            continue;
+        }
+        unsigned const taken = (1u << advance) - 1;
+        // Each lead asks for its continuations; the bytes taken, and the lead just after them,
+        // must be continuations exactly where asked.
+        unsigned const required = ((lead2 | lead3) << 1) | (lead3 << 2);
+        bool bad = (((required ^ cont) & ((taken << 1) | 1)) | (c0c1 & taken)) != 0;
+
+        __m256i const w0 = _mm256_cvtepu8_epi16(v);
+        __m256i const c1 = _mm256_and_si256(
+            _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 1))),
+            _mm256_set1_epi16(0x3F));
+        __m256i const c2 = _mm256_and_si256(
+            _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2))),
+            _mm256_set1_epi16(0x3F));
+        __m256i const cp2 = _mm256_or_si256(
+            _mm256_slli_epi16(_mm256_and_si256(w0, _mm256_set1_epi16(0x1F)), 6), c1);
+        // The shift by 12 drops the E of the lead byte by itself.
+        __m256i const cp3 = _mm256_or_si256(
+            _mm256_or_si256(_mm256_slli_epi16(w0, 12), _mm256_slli_epi16(c1, 6)), c2);
+        __m256i const is2 = _mm256_cmpgt_epi16(w0, _mm256_set1_epi16(0x7F));
+        __m256i const is3 = _mm256_cmpgt_epi16(w0, _mm256_set1_epi16(0xDF));
+        // Three-byte values below U+0800 are overlong, D800..DFFF are surrogates.
+        __m256i const top = _mm256_and_si256(cp3, _mm256_set1_epi16(static_cast<short>(0xF800)));
+        __m256i const bad3 = _mm256_and_si256(
+            is3, _mm256_or_si256(
+                     _mm256_cmpeq_epi16(top, _mm256_setzero_si256()),
+                     _mm256_cmpeq_epi16(top, _mm256_set1_epi16(static_cast<short>(0xD800)))));
+        // Two mask bits per 16-bit lane.
+        std::uint32_t const takenLanes =
+            advance == 16 ? ~std::uint32_t{0} : (std::uint32_t{1} << (2 * advance)) - 1;
+        bad |= (static_cast<std::uint32_t>(_mm256_movemask_epi8(bad3)) & takenLanes) != 0;
+        if (bad) {
+            // Something in the window breaks the rule: the conversion ends within it.
+            const unsigned char* const stop = p + advance;
+            while (p < stop)
+                if (!ConvertOne(p, out))
+                    return out;
+            continue;
+        }
+        __m256i const cp = _mm256_blendv_epi8(_mm256_blendv_epi8(w0, cp2, is2), cp3, is3);
+        unsigned const keep = leads & taken;
+        unsigned const keepLo = keep & 0xFF;
+        unsigned const keepHi = keep >> 8;
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                         _mm_shuffle_epi8(_mm256_castsi256_si128(cp),
+                                          _mm_load_si128(reinterpret_cast<const __m128i*>(
+                                              kLaneCompaction.shuffle[keepLo]))));
+        out += __builtin_popcount(keepLo);
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
+                         _mm_shuffle_epi8(_mm256_extracti128_si256(cp, 1),
+                                          _mm_load_si128(reinterpret_cast<const __m128i*>(
+                                              kLaneCompaction.shuffle[keepHi]))));
+        out += __builtin_popcount(keepHi);
+        p += advance;
+    }
+    return ConvertScalar(p, end, out);
+}
+
+using ConvertFn = char16_t* (*)(const unsigned char*, const unsigned char*, char16_t*);
+
+bool HasAvx2() {
+    __builtin_cpu_init();
+    return __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt");
+}
+
+ConvertFn BestConvert() {
+    return HasAvx2() ? ConvertAvx2 : ConvertScalar;
+}
+
+// Chosen on first use; relaxed, since every thread that races to choose stores the same kernel.
+std::atomic<ConvertFn> g_convert{nullptr};
+
 } // namespace
+
+char16_t* ConvertStrictToUtf16(const unsigned char* p, const unsigned char* end, char16_t* out) {
+    ConvertFn convert = g_convert.load(std::memory_order_relaxed);
+    if (convert == nullptr) {
+        convert = BestConvert();
+        g_convert.store(convert, std::memory_order_relaxed);
+    }
+    return convert(p, end, out);
+}
+
+bool ForceUtf16Kernel(ScanKernel kernel) {
+    switch (kernel) {
+    case ScanKernel::Best:
+        g_convert.store(BestConvert(), std::memory_order_relaxed);
+        return true;
+    case ScanKernel::Avx2:
+        if (!HasAvx2())
+            return false;
+        g_convert.store(ConvertAvx2, std::memory_order_relaxed);
+        return true;
+    case ScanKernel::Sse2:
+    case ScanKernel::Scalar:
+        g_convert.store(ConvertScalar, std::memory_order_relaxed);
+        return true;
+    }
+    return false;
+}
+
+} // namespace detail
+} // namespace utf8_private
 
 std::u16string CUtf8String::ToWide(char const* s) {
     if (s == nullptr || *s == 0)
@@ -104,7 +275,7 @@ std::u16string CUtf8String::ToWide(char const* s) {
         once.reset(new char16_t[n]);
         out = once.get();
     }
-    return std::u16string(out, ConvertStrict(p, p + n, out));
+    return std::u16string(out, utf8_private::detail::ConvertStrictToUtf16(p, p + n, out));
 }
 
 std::u16string CUtf8String::ToWide() const {
