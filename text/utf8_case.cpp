@@ -241,6 +241,99 @@ private:
     unsigned m_next = 0;
 };
 
+// True when loading `n` bytes at `p` stays within p's 4 KiB page (pages are at least that
+// large), so that it cannot fault even where the text ends sooner.
+inline bool LoadStaysInPage(const unsigned char* p, unsigned n) {
+    return (reinterpret_cast<std::uintptr_t>(p) & 4095) <= 4096 - n;
+}
+
+inline __m128i Load16(const unsigned char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+// Bit i set when byte i of `va` is 01..7F and byte i of `vb` is the same letter in either case or
+// the same byte. Lowering leaves bytes of 0x80 and above alone, so a set bit also means that
+// byte i of `vb` is 01..7F.
+inline unsigned SameLowerAscii16(__m128i va, __m128i vb) {
+    __m128i const same =
+        _mm_and_si128(_mm_cmpgt_epi8(va, _mm_setzero_si128()),
+                      _mm_cmpeq_epi8(MapAscii16<Case::Lower>(va), MapAscii16<Case::Lower>(vb)));
+    return static_cast<unsigned>(_mm_movemask_epi8(same));
+}
+
+// The case-insensitive comparison while both sides read ASCII, which is where most comparisons
+// are decided. ASCII bytes read the same whether or not the argument `b` turns out to be valid
+// (only bytes of 0x80 and above are replaced), so its validity matters only once a non-ASCII
+// byte shows up. Returns true with the result when the comparison is decided; otherwise `a` and
+// `b` are left at the first pair of bytes that needs the general walk.
+//
+// The length of `b` is not measured first: that alone would cost about as much as the whole
+// comparison of short texts. Instead sixteen or thirty-two bytes of `b` are read at a time where
+// they stay in one page; bytes past its terminator may be read that way, but the terminator
+// compares unequal to the byte of `a` (which is 01..7F), so nothing beyond it decides anything. The
+// sanitizers cannot know this, hence the exclusion.
+__attribute__((no_sanitize("address", "thread"))) bool CompareAsciiPrefix(const unsigned char*& a,
+                                                                          const unsigned char* aEnd,
+                                                                          const unsigned char*& b,
+                                                                          int& result) {
+    // The loads stay in this function, which the sanitizers leave alone.
+    for (;;) {
+        // Thirty-two bytes a step while they match, with a single test.
+        if (aEnd - a >= 32 && LoadStaysInPage(b, 32) &&
+            (SameLowerAscii16(Load16(a), Load16(b)) &
+             SameLowerAscii16(Load16(a + 16), Load16(b + 16))) == 0xFFFF) {
+            a += 32;
+            b += 32;
+            continue;
+        }
+        if (aEnd - a >= 16 && LoadStaysInPage(b, 16)) {
+            unsigned const same = SameLowerAscii16(Load16(a), Load16(b));
+            if (same == 0xFFFF) {
+                a += 16;
+                b += 16;
+                continue;
+            }
+            unsigned const i = static_cast<unsigned>(__builtin_ctz(~same));
+            a += i;
+            b += i;
+        }
+        // One byte; the end of `a` (or a NUL in it) reads as the terminator.
+        unsigned const x = a < aEnd ? *a : 0;
+        unsigned const y = *b;
+        if (x >= 0x80 || y >= 0x80)
+            return false;
+        unsigned const lx = MapAscii<Case::Lower>(static_cast<unsigned char>(x));
+        unsigned const ly = MapAscii<Case::Lower>(static_cast<unsigned char>(y));
+        if (lx != ly || x == 0) {
+            result = int(lx) - int(ly);
+            return true;
+        }
+        ++a;
+        ++b;
+    }
+}
+
+// The general walk, from the first pair that is not plain ASCII on both sides. Kept out of line
+// so that the ASCII comparison needs no saved registers. Everything before `b` was ASCII, so the
+// argument is valid exactly when its rest is.
+[[gnu::noinline]] int CompareLoweredRest(const unsigned char* a, const unsigned char* aEnd,
+                                         const unsigned char* b) {
+    auto const* const bEnd = b + std::strlen(reinterpret_cast<const char*>(b));
+    std::size_t restLen;
+    bool const valid = b == bEnd || utf8_private::detail::ScanValidString(
+                                        reinterpret_cast<const char*>(b), restLen);
+    LoweredBytes x(a, aEnd, false);
+    LoweredBytes y(b, bEnd, !valid);
+    for (;;) {
+        unsigned const cx = x.Next();
+        unsigned const cy = y.Next();
+        if (cx != cy)
+            return int(cx) - int(cy);
+        if (cx == 0)
+            return 0;
+    }
+}
+
 } // namespace
 
 CUtf8String& CUtf8String::MakeLower() {
@@ -259,51 +352,8 @@ int CUtf8String::CompareNoCase(char const* s) const {
     auto const* a = reinterpret_cast<const unsigned char*>(m_str.data());
     auto const* const aEnd = a + m_str.size();
     auto const* b = reinterpret_cast<const unsigned char*>(s);
-    auto const* const bEnd = b + std::strlen(s);
-
-    // Common case first: both sides ASCII. ASCII bytes read the same whether or not the
-    // argument turns out to be valid (only bytes of 0x80 and above are replaced), so the
-    // argument's validity matters only once a non-ASCII byte shows up.
-    while (aEnd - a >= 16 && bEnd - b >= 16) {
-        __m128i const va = _mm_loadu_si128(reinterpret_cast<const __m128i*>(a));
-        __m128i const vb = _mm_loadu_si128(reinterpret_cast<const __m128i*>(b));
-        if (!AllAscii16(va) || !AllAscii16(vb))
-            break;
-        unsigned const same = static_cast<unsigned>(_mm_movemask_epi8(
-            _mm_cmpeq_epi8(MapAscii16<Case::Lower>(va), MapAscii16<Case::Lower>(vb))));
-        if (same != 0xFFFF) {
-            unsigned const i = static_cast<unsigned>(__builtin_ctz(~same));
-            return int(MapAscii<Case::Lower>(a[i])) - int(MapAscii<Case::Lower>(b[i]));
-        }
-        a += 16;
-        b += 16;
-    }
-    for (;;) {
-        unsigned const x = a < aEnd ? *a : 0;
-        unsigned const y = b < bEnd ? *b : 0;
-        if (x - 1u >= 0x7Fu || y - 1u >= 0x7Fu)
-            break;
-        unsigned const lx = MapAscii<Case::Lower>(static_cast<unsigned char>(x));
-        unsigned const ly = MapAscii<Case::Lower>(static_cast<unsigned char>(y));
-        if (lx != ly)
-            return int(lx) - int(ly);
-        ++a;
-        ++b;
-    }
-
-    // The general walk. Everything before `b` was ASCII, so the argument is valid exactly
-    // when its rest is.
-    std::size_t restLen;
-    bool const valid = b == bEnd || utf8_private::detail::ScanValidString(
-                                        reinterpret_cast<const char*>(b), restLen);
-    LoweredBytes x(a, aEnd, false);
-    LoweredBytes y(b, bEnd, !valid);
-    for (;;) {
-        unsigned const cx = x.Next();
-        unsigned const cy = y.Next();
-        if (cx != cy)
-            return int(cx) - int(cy);
-        if (cx == 0)
-            return 0;
-    }
+    int result;
+    if (CompareAsciiPrefix(a, aEnd, b, result))
+        return result;
+    return CompareLoweredRest(a, aEnd, b);
 }
