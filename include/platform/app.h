@@ -1,6 +1,7 @@
-// The application object: the host executable as a module, the registry of the family's
-// loaded shared objects with its notification fan-out, the single-instance check, and the
-// current resource module.
+/// \file
+/// The application object: the host executable as a module, the registry of the family's
+/// loaded shared objects with its notification fan-out, the single-instance check, and the
+/// current resource module.
 #pragma once
 
 #include <platform/module_object.h>
@@ -10,7 +11,7 @@
 
 namespace zulplatform {
 
-// Handed unchanged to each shared object's entry routine as its reason.
+/// Handed unchanged to each shared object's entry routine as its reason.
 enum AppNotification_t : unsigned int {
     AppProcessAttach = 0,
     AppProcessDetach = 1,
@@ -18,7 +19,7 @@ enum AppNotification_t : unsigned int {
     AppThreadDetach = 3,
 };
 
-// The host executable as a module, and the registry of the family's loaded shared objects.
+/// The host executable as a module, and the registry of the family's loaded shared objects.
 class PLATFORM_API CApp : public IApp {
 public:
     CApp();
@@ -31,24 +32,24 @@ public:
     const VersionRecord_t* GetVersionInfo() const override { return m_linked.GetVersionInfo(); }
     void* GetHandle() const override { return m_linked.GetHandle(); }
 
-    // Start-up settings; not locked.
+    /// Start-up settings; not locked.
     void SetResourceData(const CResourceData& data) { m_linked.SetResourceData(data); }
     void SetSysResource(const IModule& module) { m_resourceModule = const_cast<IModule*>(&module); }
     IModule* GetSysResource() const { return m_resourceModule; }
 
-    // Registry operations, each under the recursive registry lock. Duplicates are allowed.
+    /// Registry operations, each under the recursive registry lock. Duplicates are allowed.
     void AddSharedObject(ISharedObject* obj);
     void RemoveSharedObject(ISharedObject* obj);
     bool IsValidSharedObject(ISharedObject* obj) const;
-    // Whether `module` is a registered shared object, comparing pointers only: safe to ask
-    // about a module object that may no longer exist.
+    /// Whether `module` is a registered shared object, comparing pointers only: safe to ask
+    /// about a module object that may no longer exist.
     bool IsRegisteredModule(const IModule* module) const;
-    // Calls EntryPoint(obj, reason, nullptr) on every registered object in registration order,
-    // holding the lock throughout. Registering or unregistering from inside is not supported.
+    /// Calls EntryPoint(obj, reason, nullptr) on every registered object in registration order,
+    /// holding the lock throughout. Registering or unregistering from inside is not supported.
     void NotifyApp(AppNotification_t reason);
 
-    // Single-instance check through a locked pid file in the default application data
-    // directory: true when another process holds the lock. Call once, at start-up.
+    /// Single-instance check through a locked pid file in the default application data
+    /// directory: true when another process holds the lock. Call once, at start-up.
     bool IsRunning();
 
 private:
@@ -59,9 +60,9 @@ private:
     std::vector<ISharedObject*> m_registry;
 };
 
-// The single application object, created on first use and destroyed at process exit.
+/// The single application object, created on first use and destroyed at process exit.
 PLATFORM_API IApp* GetAppInstance();
-// GetAppInstance(), answering LoadString from `data` from now on. Call once from the host.
+/// GetAppInstance(), answering LoadString from `data` from now on. Call once from the host.
 PLATFORM_API IApp* GenerateApp(const CResourceData& data);
 PLATFORM_API void NotifyApp(AppNotification_t reason);
 PLATFORM_API bool IsAppInstanceRunning();
@@ -70,10 +71,10 @@ PLATFORM_API bool IsAppInstanceRunning();
 
 namespace zulwin {
 
-// The current resource module: the one set by AfxSetResourceHandle, else the application
-// object.
+/// The current resource module: the one set by AfxSetResourceHandle, else the application
+/// object.
 PLATFORM_API zulplatform::IModule* AfxGetResourceHandle();
-// A null module is ignored.
+/// A null module is ignored.
 PLATFORM_API void AfxSetResourceHandle(zulplatform::IModule* module);
 PLATFORM_API zulplatform::IModule* AfxGetInstanceHandle();
 

@@ -1,10 +1,11 @@
-// zulwin::CString, the byte string of the compatibility layer and the text type of every
-// interface of the library.
-//
-// CString holds UTF-8. Lengths, indexes and positions are byte counts (Find's start bound is the
-// one place where a code-point count takes part). Text entering through `char const*` passes the
-// acceptance rule of CUtf8String: valid UTF-8 is taken as it is, anything else has every byte of
-// 0x80 and above replaced by '?'. Copies are deep; there is no reference counting.
+/// \file
+/// zulwin::CString, the byte string of the compatibility layer and the text type of every
+/// interface of the library.
+///
+/// CString holds UTF-8. Lengths, indexes and positions are byte counts (Find's start bound is the
+/// one place where a code-point count takes part). Text entering through `char const*` passes the
+/// acceptance rule of CUtf8String: valid UTF-8 is taken as it is, anything else has every byte of
+/// 0x80 and above replaced by '?'. Copies are deep; there is no reference counting.
 #pragma once
 
 #include <platform/export.h>
@@ -25,14 +26,14 @@ public:
     CString(CString&& other) noexcept = default;
     virtual ~CString();
 
-    // Validated copy (acceptance rule); null gives the empty string.
+    /// Validated copy (acceptance rule); null gives the empty string.
     CString(const char* s);
-    // n == CUtf8String::default_max_utf8_bytes: as CString(s). Otherwise the longest prefix of
-    // whole valid sequences of at most n bytes (nothing replaced).
+    /// n == CUtf8String::default_max_utf8_bytes: as CString(s). Otherwise the longest prefix of
+    /// whole valid sequences of at most n bytes (nothing replaced).
     CString(const char* s, unsigned long n);
     CString(const char16_t* s);
     CString(char16_t c);
-    // n raw copies of the byte c (not validated).
+    /// n raw copies of the byte c (not validated).
     CString(char c, unsigned long n);
 
     CString& operator=(const CString& other);
@@ -48,15 +49,15 @@ public:
     CString& operator+=(const char16_t* s);
     CString& operator+=(char16_t c);
 
-    // strcmp of the content with s.
+    /// strcmp of the content with s.
     int Compare(char const* s) const;
-    // strcmp of both sides lower-cased by the Unicode table (s validated first).
+    /// strcmp of both sides lower-cased by the Unicode table (s validated first).
     int CompareNoCase(char const* s) const;
 
     long GetLength() const noexcept { return static_cast<long>(m_str.size()); }
     bool IsEmpty() const noexcept { return m_str.empty(); }
     void Empty() noexcept { m_str.raw().clear(); }
-    // No bounds check; index == length yields the terminating NUL.
+    /// No bounds check; index == length yields the terminating NUL.
     char GetAt(unsigned long i) const { return m_str.c_str()[i]; }
     char operator[](unsigned long i) const { return m_str.c_str()[i]; }
     void SetAt(unsigned long i, char c);
@@ -64,7 +65,7 @@ public:
     CString Mid(int first, long count) const;
     CString Left(long n) const;
     CString Right(long n) const;
-    // Throws zulplatform::CException(-1) for a null set.
+    /// Throws zulplatform::CException(-1) for a null set.
     CString SpanIncluding(char const* set) const;
     CString Tokenize(char const* delimiters, int& pos) const;
 
@@ -77,7 +78,7 @@ public:
     int Insert(int pos, const char* s);
     int Insert(int pos, char c);
     int Delete(int pos, int count = 1);
-    // Throws the int 0x80070057 for a negative n; a larger n pads with NUL bytes.
+    /// Throws the int 0x80070057 for a negative n; a larger n pads with NUL bytes.
     void Truncate(int n);
 
     CString& TrimLeft(char c);
@@ -100,7 +101,7 @@ public:
     void FormatV(const char* format, va_list args);
     void Format(const char* format, ...) __attribute__((format(printf, 2, 3)));
     void AppendFormat(const char* format, ...) __attribute__((format(printf, 2, 3)));
-    // The format is the string resource `id` of the current resource module.
+    /// The format is the string resource `id` of the current resource module.
     void Format(unsigned int id, ...);
     void AppendFormat(unsigned int id, ...);
 
@@ -111,10 +112,10 @@ public:
     char* GetBufferSetLength(int n);
     void ReleaseBuffer(int n = -1);
 
-    // The content as a NUL-terminated string.
+    /// The content as a NUL-terminated string.
     const char* GetString() const noexcept { return m_str.c_str(); }
     explicit operator const char*() const noexcept { return m_str.c_str(); }
-    // The underlying UTF-8 value.
+    /// The underlying UTF-8 value.
     const zulplatform::_CUtf8String& GetUtf8() const noexcept { return m_str; }
 
 private:
@@ -146,9 +147,9 @@ PLATFORM_API CString operator+(const CString& a, const char16_t* b);
 
 namespace zulplatform {
 
-// CString(s): the acceptance rule applies.
+/// CString(s): the acceptance rule applies.
 PLATFORM_API zulwin::CString CStringFromUtf8String(char const* s);
-// From the content of u up to its first NUL, through the acceptance rule again.
+/// From the content of u up to its first NUL, through the acceptance rule again.
 PLATFORM_API zulwin::CString CStringFromUtf8String(CUtf8String const& u);
 PLATFORM_API zulwin::CString CStringFromUtf16String(char16_t const* s);
 

@@ -1,4 +1,5 @@
-// zulwin::CStringArray, an owning list of CString values.
+/// \file
+/// zulwin::CStringArray, an owning list of CString values.
 #pragma once
 
 #include <platform/cstring.h>
@@ -7,8 +8,8 @@
 
 namespace zulwin {
 
-// Ordered list of CString values, each owned by the array. Indexes and counts are signed 64-bit.
-// Not copyable: use Copy.
+/// Ordered list of CString values, each owned by the array. Indexes and counts are signed 64-bit.
+/// Not copyable: use Copy.
 class PLATFORM_API CStringArray {
 public:
     CStringArray() = default;
@@ -17,17 +18,17 @@ public:
     ~CStringArray();
 
     long GetCount() const noexcept { return static_cast<long>(m_items.size()); }
-    // Appends a copy; returns its index.
+    /// Appends a copy; returns its index.
     long Add(CString const& s);
-    // Throws zulplatform::CException(-1) for an index outside 0..count-1.
+    /// Throws zulplatform::CException(-1) for an index outside 0..count-1.
     CString& operator[](long i);
     const CString& operator[](long i) const;
-    // growBy is ignored. A negative n throws zulplatform::CException(-1).
+    /// growBy is ignored. A negative n throws zulplatform::CException(-1).
     void SetSize(long n, int growBy = -1);
     void RemoveAt(int index, int count = 1);
     void RemoveAll();
     void Copy(CStringArray const& src);
-    // Returns the index of the first appended element.
+    /// Returns the index of the first appended element.
     long Append(CStringArray const& src);
 
 private:

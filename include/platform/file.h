@@ -1,4 +1,5 @@
-// CFile, the unbuffered binary file of the compatibility layer.
+/// \file
+/// CFile, the unbuffered binary file of the compatibility layer.
 #pragma once
 
 #include <platform/cstring.h>
@@ -6,18 +7,18 @@
 
 namespace zulwin {
 
-// An unbuffered binary file over one descriptor. Descriptor 0 means "no file open".
+/// An unbuffered binary file over one descriptor. Descriptor 0 means "no file open".
 class PLATFORM_API CFile {
 public:
-    // Open-mode bits. Only the read/write bits, openCreate and openNoTruncate are looked at;
-    // the share, inheritance and text/binary bits are accepted and ignored.
+    /// Open-mode bits. Only the read/write bits, openCreate and openNoTruncate are looked at;
+    /// the share, inheritance and text/binary bits are accepted and ignored.
     enum OpenFlags : unsigned int {
         openRead = 0x0000,
         openWrite = 0x0001,
         openReadWrite = 0x0002,
         openCreate = 0x1000,
         openNoTruncate = 0x2000,
-        // Accepted for source compatibility; no effect.
+        /// Accepted for source compatibility; no effect.
         modeRead = openRead,
         modeWrite = openWrite,
         modeReadWrite = openReadWrite,
@@ -37,43 +38,43 @@ public:
     static const int hFileNull;
 
     CFile();
-    // Opens or throws a CFileException* naming `fileName` as given.
+    /// Opens or throws a CFileException* naming `fileName` as given.
     CFile(const char* fileName, unsigned int openFlags);
     CFile(const CFile&) = delete;
     CFile& operator=(const CFile&) = delete;
-    // Closes when some Open succeeded on this object.
+    /// Closes when some Open succeeded on this object.
     virtual ~CFile();
 
     virtual unsigned long GetPosition() const;
-    // The part of the path after its last "/".
+    /// The part of the path after its last "/".
     virtual CString GetFileName() const;
     virtual CString GetFilePath() const;
-    // Sets the path as given, without canonicalising.
+    /// Sets the path as given, without canonicalising.
     virtual void SetFilePath(const char* path);
-    // 1 on success, 0 on failure (reported in `error` when given); never throws for a failed
-    // open. Fails with causeInvalidFile when a file is already open.
+    /// 1 on success, 0 on failure (reported in `error` when given); never throws for a failed
+    /// open. Fails with causeInvalidFile when a file is already open.
     virtual int Open(const char* fileName, unsigned int openFlags, CFileException* error = nullptr);
     virtual unsigned long Seek(long offset, unsigned int origin);
-    // Truncates or extends, then leaves the position at the new end.
+    /// Truncates or extends, then leaves the position at the new end.
     virtual void SetLength(unsigned long length);
     virtual unsigned long GetLength() const;
-    // One read call; end of file and errors both read as 0. Never throws.
+    /// One read call; end of file and errors both read as 0. Never throws.
     virtual unsigned int Read(void* buffer, unsigned long count);
-    // One write call; a short write is not retried.
+    /// One write call; a short write is not retried.
     virtual void Write(const void* buffer, unsigned long count);
     virtual void Abort();
     virtual void Flush();
-    // Never throws; empties the path.
+    /// Never throws; empties the path.
     virtual void Close();
 
     operator int() const { return m_hFile; }
 
-    // MoveFileEx(oldName, newName, 0); failure throws causeBadPath naming newName.
+    /// MoveFileEx(oldName, newName, 0); failure throws causeBadPath naming newName.
     static void Rename(const char* oldName, const char* newName);
     static void Remove(const char* fileName);
 
 protected:
-    // The path made absolute (against the current directory) and canonical.
+    /// The path made absolute (against the current directory) and canonical.
     void _SetCanonicalFileSpec(const char* fileName);
 
     int m_hFile = 0;
@@ -81,14 +82,14 @@ protected:
     CString m_strFileName;
 };
 
-// The open(2) flags and creation mode for an open-mode word. Always returns 1.
+/// The open(2) flags and creation mode for an open-mode word. Always returns 1.
 PLATFORM_API int _XlatOpenFlags(unsigned int openFlags, int* oflag, unsigned int* mode);
 
 } // namespace zulwin
 
 namespace zulplatform {
 
-// True when `file` has a descriptor open.
+/// True when `file` has a descriptor open.
 PLATFORM_API bool IsValidFile(const zulwin::CFile& file);
 
 } // namespace zulplatform

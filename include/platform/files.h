@@ -1,6 +1,7 @@
-// Files: exceptions and file errors, CFile, CStdioFile and the text-file helpers, CMemFile,
-// file-system operations, paths and path validation, file search, change monitors and file
-// locks.
+/// \file
+/// Files: exceptions and file errors, CFile, CStdioFile and the text-file helpers, CMemFile,
+/// file-system operations, paths and path validation, file search, change monitors and file
+/// locks.
 #pragma once
 
 #include <platform/file.h>

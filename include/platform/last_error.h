@@ -1,4 +1,5 @@
-// The per-thread last error of the compatibility layer, and texts for error codes.
+/// \file
+/// The per-thread last error of the compatibility layer, and texts for error codes.
 #pragma once
 
 #include <platform/export.h>
@@ -6,7 +7,7 @@
 
 namespace zulwin {
 
-// The calling thread's last-error cell; 0 when the thread starts. Only SetLastError changes it.
+/// The calling thread's last-error cell; 0 when the thread starts. Only SetLastError changes it.
 PLATFORM_API unsigned int& _lasterror();
 PLATFORM_API void SetLastError(unsigned int code);
 PLATFORM_API unsigned int GetLastError();
@@ -15,9 +16,9 @@ PLATFORM_API unsigned int GetLastError();
 
 namespace zulplatform {
 
-// A message for an error code. Known codes are matched on their low 16 bits; others take the C
-// library's text, or "0x%08x" of the code when the C library does not know it either. The text
-// for an unknown code lives in per-thread storage until the same thread's next such call.
+/// A message for an error code. Known codes are matched on their low 16 bits; others take the C
+/// library's text, or "0x%08x" of the code when the C library does not know it either. The text
+/// for an unknown code lives in per-thread storage until the same thread's next such call.
 PLATFORM_API char const* XlatErrorCode(unsigned int code);
 
 } // namespace zulplatform

@@ -1,5 +1,6 @@
-// Dynamic loading: modules of the family loaded by name, their symbols, handles and file names;
-// the directories of the executable and of a module.
+/// \file
+/// Dynamic loading: modules of the family loaded by name, their symbols, handles and file names;
+/// the directories of the executable and of a module.
 #pragma once
 
 #include <platform/cstring.h>
@@ -9,10 +10,10 @@
 
 namespace zulplatform {
 
-// The module's directory with its trailing "/"; empty when no name is known.
+/// The module's directory with its trailing "/"; empty when no name is known.
 PLATFORM_API zulwin::CString GetModuleDir(IModule* module);
-// The executable's directory with a trailing "/", and its file name. Computed once; call
-// during start-up before threads use them.
+/// The executable's directory with a trailing "/", and its file name. Computed once; call
+/// during start-up before threads use them.
 PLATFORM_API const char* GetAppDir();
 PLATFORM_API const char* GetExeName();
 
@@ -20,28 +21,28 @@ PLATFORM_API const char* GetExeName();
 
 namespace zulwin {
 
-// Loads a module of the family by name (".so" appended when the base name has no dot) and
-// returns its GetModule object; null when it cannot be loaded or exports no module. A name
-// ending in ".out" denotes the executable: the application object when its file name
-// contains that name, else null.
+/// Loads a module of the family by name (".so" appended when the base name has no dot) and
+/// returns its GetModule object; null when it cannot be loaded or exports no module. A name
+/// ending in ".out" denotes the executable: the application object when its file name
+/// contains that name, else null.
 PLATFORM_API zulplatform::IModule* LoadLibrary(const char* name);
 PLATFORM_API zulplatform::IModule* LoadLibraryEx(const char* name, void* reserved,
                                                  unsigned int flags);
-// The symbol in the module (the main program for null); null when not found.
+/// The symbol in the module (the main program for null); null when not found.
 PLATFORM_API void* GetProcAddress(zulplatform::IModule* module, const char* symbol);
-// Drops the reference LoadLibrary took. False for modules not registered with the
-// application object and for the application object itself.
+/// Drops the reference LoadLibrary took. False for modules not registered with the
+/// application object and for the application object itself.
 PLATFORM_API bool FreeLibrary(zulplatform::IModule* module);
-// The module of that name (the application object for null), leaving the loader's reference
-// count as it found it.
+/// The module of that name (the application object for null), leaving the loader's reference
+/// count as it found it.
 PLATFORM_API zulplatform::IModule* GetModuleHandle(const char* name);
-// The module's file name (the executable's full path for null), truncated to size - 1
-// characters and terminated; returns the number of characters copied.
+/// The module's file name (the executable's full path for null), truncated to size - 1
+/// characters and terminated; returns the number of characters copied.
 PLATFORM_API std::size_t GetModuleFileName(zulplatform::IModule* module, char* buffer,
                                            std::size_t size);
-// Stores the mode and returns it (the new mode, not the previous one).
+/// Stores the mode and returns it (the new mode, not the previous one).
 PLATFORM_API unsigned int SetErrorMode(unsigned int mode);
-// The process-wide cache of the executable's full path.
+/// The process-wide cache of the executable's full path.
 PLATFORM_API CString& _GetAppFullPath();
 
 } // namespace zulwin

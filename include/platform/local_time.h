@@ -1,5 +1,6 @@
-// Conversions of a SYSTEMTIME between UTC and the local time of the process's own zone (the C
-// library's zone rules: TZ and the system zone data).
+/// \file
+/// Conversions of a SYSTEMTIME between UTC and the local time of the process's own zone (the C
+/// library's zone rules: TZ and the system zone data).
 #pragma once
 
 #include <platform/calendar.h>
@@ -7,10 +8,10 @@
 #include <cstddef>
 #include <cstdint>
 
-// A zone's rules in the Windows layout (172 bytes). The conversions below accept only a null
-// zone; named zones are handled by CTimeZone, which fills this record.
+/// A zone's rules in the Windows layout (172 bytes). The conversions below accept only a null
+/// zone; named zones are handled by CTimeZone, which fills this record.
 struct _TIME_ZONE_INFORMATION {
-    std::int32_t Bias; // minutes; UTC = local time + Bias
+    std::int32_t Bias; ///< minutes; UTC = local time + Bias
     char16_t StandardName[32];
     _SYSTEMTIME StandardDate;
     std::int32_t StandardBias;
@@ -28,13 +29,13 @@ static_assert(offsetof(_TIME_ZONE_INFORMATION, DaylightBias) == 168, "the Window
 
 namespace zulwin {
 
-// Both return 1 on success, and 0 with last error 87 (outputs untouched) for a non-null zone or
-// a null record. The fields are not validated; wDayOfWeek is recomputed and wMilliseconds
-// copied from the input, so milliseconds never take part in the conversion.
+/// Both return 1 on success, and 0 with last error 87 (outputs untouched) for a non-null zone or
+/// a null record. The fields are not validated; wDayOfWeek is recomputed and wMilliseconds
+/// copied from the input, so milliseconds never take part in the conversion.
 PLATFORM_API int SystemTimeToTzSpecificLocalTime(_TIME_ZONE_INFORMATION* zone,
                                                  const _SYSTEMTIME* utc, _SYSTEMTIME* local);
-// Whether daylight saving applies to `local` is left to the C library (mktime with
-// tm_isdst = -1), also for the hour skipped or repeated at a change.
+/// Whether daylight saving applies to `local` is left to the C library (mktime with
+/// tm_isdst = -1), also for the hour skipped or repeated at a change.
 PLATFORM_API int TzSpecificLocalTimeToSystemTime(_TIME_ZONE_INFORMATION* zone,
                                                  const _SYSTEMTIME* local, _SYSTEMTIME* utc);
 

@@ -1,5 +1,6 @@
-// Module runtime: resources and string tables, module objects and library entry, the
-// application object, dynamic loading, version information and process services.
+/// \file
+/// Module runtime: resources and string tables, module objects and library entry, the
+/// application object, dynamic loading, version information and process services.
 #pragma once
 
 #include <platform/app.h>

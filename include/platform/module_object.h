@@ -1,11 +1,12 @@
-// Module objects: the IModule class tree that represents every shared library of the family
-// and the host executable, and the shared-object lifecycle of a library.
-//
-// A library builds its own resource record and shared object in a load-time constructor,
-// registers it with the process-wide application object, and runs its entry routine with
-// reason 0; its load-time destructor runs reason 1 and destroys the object. Entry reason codes:
-// 0 attach, 1 detach, 2 thread attach, 3 thread detach (deliberately not the Windows numbering).
-// <platform/module_entry.h> writes that protocol for a module.
+/// \file
+/// Module objects: the IModule class tree that represents every shared library of the family
+/// and the host executable, and the shared-object lifecycle of a library.
+///
+/// A library builds its own resource record and shared object in a load-time constructor,
+/// registers it with the process-wide application object, and runs its entry routine with
+/// reason 0; its load-time destructor runs reason 1 and destroys the object. Entry reason codes:
+/// 0 attach, 1 detach, 2 thread attach, 3 thread detach (deliberately not the Windows numbering).
+/// <platform/module_entry.h> writes that protocol for a module.
 #pragma once
 
 #include <platform/cstring.h>
@@ -15,40 +16,40 @@
 
 namespace zulplatform {
 
-// A module of the family (a shared library or the host executable).
+/// A module of the family (a shared library or the host executable).
 class PLATFORM_API IModule {
 public:
     virtual ~IModule() = default;
-    // The text for `id`; "" (never null) when the id is unknown.
+    /// The text for `id`; "" (never null) when the id is unknown.
     virtual const char* LoadString(unsigned int id) const = 0;
     virtual const char* GetModuleFileName() const = 0;
     virtual const VersionRecord_t* GetVersionInfo() const = 0;
 };
 
-// A module backed by loaded code.
+/// A module backed by loaded code.
 class PLATFORM_API ILinkedObject : public IModule {
 public:
-    // The dynamic loader's handle (dlopen's result), or null.
+    /// The dynamic loader's handle (dlopen's result), or null.
     virtual void* GetHandle() const = 0;
 };
 
-// A shared library of the family, with its entry routine.
+/// A shared library of the family, with its entry routine.
 class PLATFORM_API ISharedObject : public ILinkedObject {
 public:
-    // Stops EntryPoint from calling the entry routine, for good.
+    /// Stops EntryPoint from calling the entry routine, for good.
     virtual void DisableAppNotifications() = 0;
     virtual int EntryPoint(IModule* module, unsigned int reason, void* reserved) = 0;
 };
 
-// The host executable.
+/// The host executable.
 class PLATFORM_API IApp : public ILinkedObject {};
 
-// A module's entry routine: (module, reason, reserved).
+/// A module's entry routine: (module, reason, reserved).
 using EntryRoutine_t = int (*)(IModule*, unsigned int, void*);
 
 class PLATFORM_API CModule : public IModule {
 public:
-    // A null file name gives an empty name.
+    /// A null file name gives an empty name.
     CModule(const CResourceData& data, const char* fileName);
     CModule(const CModule&) = delete;
     CModule& operator=(const CModule&) = delete;
@@ -59,7 +60,7 @@ public:
     const VersionRecord_t* GetVersionInfo() const override;
 
     const CResourceData* GetResourceData() const;
-    // Installs a new resource manager over `data`.
+    /// Installs a new resource manager over `data`.
     void SetResourceData(const CResourceData& data);
     void SetModuleFileName(const char* fileName);
 
@@ -71,7 +72,7 @@ private:
 class PLATFORM_API CLinkedObject : public ILinkedObject {
 public:
     CLinkedObject(const CResourceData& data, const char* fileName);
-    // Closes the handle with dlclose when one is set.
+    /// Closes the handle with dlclose when one is set.
     ~CLinkedObject() override;
 
     const char* LoadString(unsigned int id) const override { return m_module.LoadString(id); }
@@ -79,7 +80,7 @@ public:
     const VersionRecord_t* GetVersionInfo() const override { return m_module.GetVersionInfo(); }
     void* GetHandle() const override { return m_handle; }
 
-    // Stores the handle without closing an earlier one.
+    /// Stores the handle without closing an earlier one.
     void SetHandle(void* handle) { m_handle = handle; }
     void SetModuleFileName(const char* fileName) { m_module.SetModuleFileName(fileName); }
     void SetResourceData(const CResourceData& data) { m_module.SetResourceData(data); }
@@ -92,8 +93,8 @@ private:
 
 class PLATFORM_API CSharedObject : public ISharedObject {
 public:
-    // With a file name, opens a second reference on that file (dlopen, RTLD_LAZY) and holds it
-    // for the life of the object; a failed dlopen leaves the handle null.
+    /// With a file name, opens a second reference on that file (dlopen, RTLD_LAZY) and holds it
+    /// for the life of the object; a failed dlopen leaves the handle null.
     CSharedObject(EntryRoutine_t entry, const CResourceData& data, const char* fileName);
     ~CSharedObject() override;
 
@@ -103,8 +104,8 @@ public:
     void* GetHandle() const override { return m_linked.GetHandle(); }
 
     void DisableAppNotifications() override { m_notify = false; }
-    // Calls the entry routine with `module` (not this object) while notifications are enabled;
-    // otherwise returns 0 without calling anything.
+    /// Calls the entry routine with `module` (not this object) while notifications are enabled;
+    /// otherwise returns 0 without calling anything.
     int EntryPoint(IModule* module, unsigned int reason, void* reserved) override;
 
 private:
@@ -113,26 +114,26 @@ private:
     bool m_notify = true;
 };
 
-// Creates the shared object of the module that contains `entry` (found with dladdr; its file
-// name made absolute and canonical) and registers it with the application object. Null when
-// the loader cannot tell which file holds `entry`.
+/// Creates the shared object of the module that contains `entry` (found with dladdr; its file
+/// name made absolute and canonical) and registers it with the application object. Null when
+/// the loader cannot tell which file holds `entry`.
 PLATFORM_API ISharedObject* CreateSharedObject(EntryRoutine_t entry, const CResourceData& data);
-// Unregisters `obj` from the application object and deletes it; null is harmless.
+/// Unregisters `obj` from the application object and deletes it; null is harmless.
 PLATFORM_API void DestroySharedObject(ISharedObject* obj);
 
-// For a module's entry routine: stops thread notifications to it. `module` must be the shared
-// object the routine received. False for null.
+/// For a module's entry routine: stops thread notifications to it. `module` must be the shared
+/// object the routine received. False for null.
 PLATFORM_API bool DisableThreadLibCalls(IModule* module);
 
 } // namespace zulplatform
 
 namespace zulwin {
 
-// The same as zulplatform::DisableThreadLibCalls.
+/// The same as zulplatform::DisableThreadLibCalls.
 PLATFORM_API bool DisableThreadLibraryCalls(zulplatform::IModule* module);
 
 } // namespace zulwin
 
-// Every module of the family exports this: its module object (null before attach). The loader
-// finds a module's object through exactly this symbol.
+/// Every module of the family exports this: its module object (null before attach). The loader
+/// finds a module's object through exactly this symbol.
 extern "C" PLATFORM_API zulplatform::IModule* GetModule();

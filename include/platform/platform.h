@@ -1,4 +1,5 @@
-// Umbrella header: every family of the library.
+/// \file
+/// Umbrella header: every family of the library.
 #pragma once
 
 #include <platform/config.h>

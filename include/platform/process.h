@@ -1,4 +1,5 @@
-// Process services: the recursive mutex, process and thread identifiers, the processor count.
+/// \file
+/// Process services: the recursive mutex, process and thread identifiers, the processor count.
 #pragma once
 
 #include <platform/export.h>
@@ -10,7 +11,7 @@
 
 namespace zulplatform {
 
-// A recursive POSIX mutex. Construction failure throws zulplatform::CException(-1).
+/// A recursive POSIX mutex. Construction failure throws zulplatform::CException(-1).
 class PLATFORM_API CZULMutex {
 public:
     CZULMutex();
@@ -24,11 +25,11 @@ private:
     pthread_mutex_t m_mutex;
 };
 
-// Hardware concurrency, or 2 when unknown.
+/// Hardware concurrency, or 2 when unknown.
 PLATFORM_API unsigned int GetCpuCount();
 PLATFORM_API pid_t GetProcessID();
-// The kernel thread id, cached per thread.
+/// The kernel thread id, cached per thread.
 PLATFORM_API uint64_t GetCurrentThreadIdentifier();
-// Always 0: nothing in the library sets it.
+/// Always 0: nothing in the library sets it.
 PLATFORM_API uint64_t GetTraceId();
 } // namespace zulplatform

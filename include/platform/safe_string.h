@@ -1,15 +1,16 @@
-// Safe C-string functions, number parsers, natural comparison and the string hash.
+/// \file
+/// Safe C-string functions, number parsers, natural comparison and the string hash.
 #pragma once
 
 #include <platform/cstring.h>
 
 #include <cstddef>
 
-// Bounded string functions. Unlike their namesakes elsewhere they throw
-// zulplatform::CException (22 EINVAL, 34 ERANGE, -4 formatting) instead of returning an error
-// number, and return 0 only on success.
+/// Bounded string functions. Unlike their namesakes elsewhere they throw
+/// zulplatform::CException (22 EINVAL, 34 ERANGE, -4 formatting) instead of returning an error
+/// number, and return 0 only on success.
 PLATFORM_API int strcpy_s(char* dst, unsigned long size, char const* src);
-// count works like a buffer size: at most min(size, count) - 1 bytes are copied. Never throws.
+/// count works like a buffer size: at most min(size, count) - 1 bytes are copied. Never throws.
 PLATFORM_API int strncpy_s(char* dst, unsigned long size, char const* src, unsigned long count);
 PLATFORM_API int strcat_s(char* dst, unsigned long size, char const* src);
 PLATFORM_API int memcpy_s(void* dst, unsigned long size, void const* src, unsigned long count);
@@ -17,27 +18,27 @@ PLATFORM_API int sprintf_s(char* buf, unsigned long size, char const* format, ..
     __attribute__((format(printf, 3, 4)));
 PLATFORM_API int access_s(char const* path, int mode);
 
-// Number of UTF-16 units before the terminator; 0 for null.
+/// Number of UTF-16 units before the terminator; 0 for null.
 PLATFORM_API int lstrlenW(char16_t const* s);
-// Copies at most n - 1 bytes and always terminates; does nothing for null src/dst or n == 0.
+/// Copies at most n - 1 bytes and always terminates; does nothing for null src/dst or n == 0.
 PLATFORM_API char* lstrcpyn(char* dst, char const* src, unsigned long n);
 
-// Unsigned parsers: optional '+', no '-', saturate at the type's maximum.
+/// Unsigned parsers: optional '+', no '-', saturate at the type's maximum.
 PLATFORM_API unsigned long long _ttoull(char const* s);
 PLATFORM_API unsigned long _ttoul(char const* s);
 PLATFORM_API unsigned int _ttoui(char const* s);
-// Signed parsers: strtoll rules, _ttoi clamped to the int range.
+/// Signed parsers: strtoll rules, _ttoi clamped to the int range.
 PLATFORM_API long long _ttoll(char const* s);
 PLATFORM_API long _ttol(char const* s);
 PLATFORM_API int _ttoi(char const* s);
 
-// Version-order comparison (file9 before file10).
+/// Version-order comparison (file9 before file10).
 PLATFORM_API int _NaturalCompare(zulwin::CString const& a, zulwin::CString const& b);
 
 namespace zulplatform {
 
-// 64-bit hash of the content up to its first NUL; equal to the GNU standard library's
-// std::hash<std::string> of the same bytes, and stable across builds.
+/// 64-bit hash of the content up to its first NUL; equal to the GNU standard library's
+/// std::hash<std::string> of the same bytes, and stable across builds.
 PLATFORM_API std::size_t HashCString(zulwin::CString const& s);
 
 } // namespace zulplatform

@@ -1,5 +1,6 @@
-// Strings and buffers: the CString byte string, CStringArray, the safe C-string and number
-// helpers, and the CGrowableBuffer byte buffer.
+/// \file
+/// Strings and buffers: the CString byte string, CStringArray, the safe C-string and number
+/// helpers, and the CGrowableBuffer byte buffer.
 #pragma once
 
 #include <platform/cstring.h>

@@ -1,5 +1,6 @@
-// System services: per-thread last error and error-code texts; GUIDs; environment and standard
-// locations; BSTR and SAFEARRAY.
+/// \file
+/// System services: per-thread last error and error-code texts; GUIDs; environment and standard
+/// locations; BSTR and SAFEARRAY.
 #pragma once
 
 #include <platform/guid.h>

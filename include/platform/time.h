@@ -1,5 +1,6 @@
-// Time: conversions between SYSTEMTIME, FILETIME, variant time and Unix time, the tick
-// counter, conversions to and from the process's local time, CTimeStamp, and named time zones.
+/// \file
+/// Time: conversions between SYSTEMTIME, FILETIME, variant time and Unix time, the tick
+/// counter, conversions to and from the process's local time, CTimeStamp, and named time zones.
 #pragma once
 
 #include <platform/calendar.h>
