@@ -113,13 +113,22 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
     // Three overlapping loads reach p[17], which must lie within the text. Each step writes at
     // most sixteen units at `out` and consumes at least as many bytes as it keeps units, so the
     // stores stay within the room of one unit per input byte.
+    __m128i const zero = _mm_setzero_si128();
     while (end - p >= 18) {
-        __m128i const v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        __m128i v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
         unsigned const high = static_cast<unsigned>(_mm_movemask_epi8(v));
         if (high == 0) {
-            _mm256_storeu_si256(reinterpret_cast<__m256i*>(out), _mm256_cvtepu8_epi16(v));
-            p += 16;
-            out += 16;
+            // An ASCII run, to its end. Sixteen-byte stores: wider ones would straddle cache
+            // lines half the time.
+            do {
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out), _mm_unpacklo_epi8(v, zero));
+                _mm_storeu_si128(reinterpret_cast<__m128i*>(out + 8), _mm_unpackhi_epi8(v, zero));
+                p += 16;
+                out += 16;
+                if (end - p < 18)
+                    break;
+                v = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            } while (_mm_movemask_epi8(v) == 0);
             continue;
         }
         // Bytes compare as signed: 80..BF are -128..-65, C0..FF are -64..-1.
