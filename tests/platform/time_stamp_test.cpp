@@ -4,6 +4,8 @@
 #include <platform/files.h>
 #include <platform/time.h>
 
+#include "support/scoped_tz.h"
+
 #include <gtest/gtest.h>
 
 #include <time.h>
@@ -29,29 +31,6 @@ CTimeStamp At(std::uint64_t ticks) {
     _FILETIME const ft{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
     return CTimeStamp(ft);
 }
-
-class ZoneScope {
-public:
-    explicit ZoneScope(const char* zone) {
-        const char* old = std::getenv("TZ");
-        m_had = old != nullptr;
-        if (m_had)
-            m_old = old;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~ZoneScope() {
-        if (m_had)
-            setenv("TZ", m_old.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
-
-private:
-    bool m_had = false;
-    std::string m_old;
-};
 
 // Unix seconds of a UTC calendar time, through the C library.
 std::uint64_t TicksOf(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) {
@@ -351,7 +330,7 @@ TEST(TimeStamp, TextReadsExactlyAsScanfWouldAndPrintsAsPrintf) {
 }
 
 TEST(TimeStamp, DisplayForms) {
-    ZoneScope zone("UTC");
+    test_support::ScopedTz zone("UTC");
     zulplatform::RefreshDateTimeFormat();
     struct Case {
         std::uint64_t ticks;
@@ -398,7 +377,7 @@ TEST(TimeStamp, DisplayForms) {
     At(0).FormatTime(buffer, sizeof buffer, true, false, false);
     EXPECT_STREQ(buffer, "12:00:00 AM");
     {
-        ZoneScope berlin("Europe/Berlin");
+        test_support::ScopedTz berlin("Europe/Berlin");
         zulwin::CString time;
         At(TicksOf(2024, 7, 1, 22, 30, 0)).FormatTime(time, false, false, false);
         At(TicksOf(2024, 7, 1, 22, 30, 0)).FormatDate(buffer, sizeof buffer);
@@ -425,7 +404,7 @@ TEST(TimeStamp, SaveAndLoadAllThreeForms) {
                                 st.wSecond, st.wMilliseconds})
             le(out, f, 2);
     };
-    ZoneScope zone("Europe/Berlin");
+    test_support::ScopedTz zone("Europe/Berlin");
     std::uint64_t const some = TicksOf(2024, 5, 6, 7, 8, 9) + 1234567;
 
     // The current form, written by Save.
@@ -493,7 +472,7 @@ TEST(TimeStamp, DayHelpers) {
     EXPECT_EQ(zulplatform::GetElapsedSecondsInDay(At(noon)), 43200);
     EXPECT_EQ(CTimeStamp::GetSecondsForToday(At(noon)), 43200);
     {
-        ZoneScope zone("UTC");
+        test_support::ScopedTz zone("UTC");
         EXPECT_EQ(zulplatform::GetRemainingSecInDay(At(noon)), 43199);
         EXPECT_EQ(zulplatform::GetRemainingSecInDay(At(TicksOf(2024, 5, 6))), 86400);
         int const left = CTimeStamp::GetTimeRemainingTodaySec();
@@ -503,9 +482,9 @@ TEST(TimeStamp, DayHelpers) {
     }
     {
         // Local time of day, counted on the local clock: 14:00:00.5 CEST leaves 9:59:59.5.
-        ZoneScope zone("Europe/Berlin");
+        test_support::ScopedTz zone("Europe/Berlin");
         EXPECT_EQ(zulplatform::GetRemainingSecInDay(At(noon)), 35999);
-        ZoneScope kolkata("Asia/Kolkata");
+        test_support::ScopedTz kolkata("Asia/Kolkata");
         EXPECT_EQ(zulplatform::GetRemainingSecInDay(At(noon)), 6 * 3600 + 1799);
         // The UTC midnight stays UTC whatever the zone.
         EXPECT_EQ(zulplatform::GetElapsedSecondsInDay(At(noon)), 43200);
@@ -531,7 +510,7 @@ TEST(TimeStamp, DayHelpers) {
         EXPECT_EQ(zulplatform::GetHourFromSystemTime(st, true), hours[i]);
     }
     {
-        ZoneScope zone("Asia/Kolkata");
+        test_support::ScopedTz zone("Asia/Kolkata");
         _SYSTEMTIME const utc{2024, 5, 0, 6, 7, 8, 9, 10};
         _SYSTEMTIME const local = zulplatform::ConvertUtcToLocal(utc);
         EXPECT_EQ(local.wHour * 60 + local.wMinute, 12 * 60 + 38);

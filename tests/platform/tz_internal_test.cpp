@@ -5,6 +5,8 @@
 #include "platform/internal/tz_zone.h"
 #include "platform/internal/tzif_reader.h"
 
+#include "support/scoped_tz.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -24,29 +26,6 @@ bool Parse(const std::string& text, _TzPosixRule& rule) {
 }
 
 // Sets TZ for the C library for the life of the object.
-class ScopedTz {
-public:
-    explicit ScopedTz(const std::string& value) {
-        const char* const old = std::getenv("TZ");
-        m_had = old != nullptr;
-        if (m_had)
-            m_old = old;
-        setenv("TZ", value.c_str(), 1);
-        tzset();
-    }
-    ~ScopedTz() {
-        if (m_had)
-            setenv("TZ", m_old.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
-
-private:
-    bool m_had = false;
-    std::string m_old;
-};
-
 std::vector<unsigned char> ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
@@ -56,7 +35,7 @@ std::vector<unsigned char> ReadFile(const std::string& path) {
 // `from` (Unix seconds) to 2400.
 void ExpectSameAsCLibrary(const _TzZone& zone, const std::string& tz, unsigned seed,
                           std::int64_t from) {
-    ScopedTz scoped(tz);
+    test_support::ScopedTz scoped(tz);
     std::mt19937_64 rng(seed);
     std::uniform_int_distribution<std::int64_t> instants(from, 13569465600);
     for (int i = 0; i < 2000; ++i) {

@@ -4,6 +4,8 @@
 #include <platform/last_error.h>
 #include <platform/local_time.h>
 
+#include "support/scoped_tz.h"
+
 #include <gtest/gtest.h>
 
 #include <time.h>
@@ -14,29 +16,6 @@
 #include <string>
 
 namespace {
-
-class ZoneScope {
-public:
-    explicit ZoneScope(const char* zone) {
-        const char* old = std::getenv("TZ");
-        m_had = old != nullptr;
-        if (m_had)
-            m_old = old;
-        setenv("TZ", zone, 1);
-        tzset();
-    }
-    ~ZoneScope() {
-        if (m_had)
-            setenv("TZ", m_old.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
-
-private:
-    bool m_had = false;
-    std::string m_old;
-};
 
 _SYSTEMTIME Record(const tm& b, std::uint16_t ms) {
     return {static_cast<std::uint16_t>(b.tm_year + 1900), static_cast<std::uint16_t>(b.tm_mon + 1),
@@ -80,7 +59,7 @@ bool FarFromAChange(time_t t) {
 // Away from the changes of offset both directions agree with the C library's own breakdown.
 TEST(LocalTime, AgreesWithTheZoneAwayFromChanges) {
     for (const char* zone : kZones) {
-        ZoneScope scope(zone);
+        test_support::ScopedTz scope(zone);
         std::mt19937_64 rng(std::hash<std::string>()(zone));
         std::uniform_int_distribution<time_t> instant(0, 2145916800); // 1970 to 2038
         int checked = 0;
@@ -104,7 +83,7 @@ TEST(LocalTime, AgreesWithTheZoneAwayFromChanges) {
 }
 
 TEST(LocalTime, UtcZoneKeepsTheRecordButRecomputesTheWeekday) {
-    ZoneScope scope("UTC");
+    test_support::ScopedTz scope("UTC");
     _SYSTEMTIME const in{2024, 5, 6, 6, 7, 8, 9, 999}; // a Monday marked Saturday
     _SYSTEMTIME expected = in;
     expected.wDayOfWeek = 1;
@@ -148,7 +127,7 @@ TEST(LocalTime, BehaviourNextToChanges) {
         {"Asia/Kolkata", {2024, 1, 1, 1, 5, 29, 59, 0}, false, {2023, 12, 0, 31, 23, 59, 59, 0}},
     };
     for (const Case& c : cases) {
-        ZoneScope scope(c.zone);
+        test_support::ScopedTz scope(c.zone);
         _SYSTEMTIME out{};
         int const ok = c.toLocal ? zulwin::SystemTimeToTzSpecificLocalTime(nullptr, &c.in, &out)
                                  : zulwin::TzSpecificLocalTimeToSystemTime(nullptr, &c.in, &out);
@@ -180,7 +159,7 @@ TEST(LocalTime, OnlyTheProcessZoneAndRealRecordsAreAccepted) {
 
 // Fields are not validated: whatever the C library makes of them comes back, without a crash.
 TEST(LocalTime, UnvalidatedRecordsAreNormalised) {
-    ZoneScope scope("Europe/Berlin");
+    test_support::ScopedTz scope("Europe/Berlin");
     _SYSTEMTIME const odd[] = {{2024, 13, 0, 1, 0, 0, 0, 0},
                                {2024, 0, 0, 0, 0, 0, 0, 0},
                                {0, 0, 0, 0, 0, 0, 0, 0},
