@@ -27,11 +27,31 @@ void ComputeAppDir() {
     slash[1] = 0;
 }
 
-// Computed once, on the first call of GetAppDir or GetExeName, from whichever thread comes
-// first; the others wait for it.
+// Fixed once, by the first call of GetAppDir, GetExeName or a successful SetAppDir, from
+// whichever thread comes first; the others wait for it.
+std::once_flag g_appDirOnce;
+
 void EnsureAppDir() {
-    static std::once_flag once;
-    std::call_once(once, ComputeAppDir);
+    std::call_once(g_appDirOnce, ComputeAppDir);
+}
+
+// `dir` made absolute (from the current directory), canonical and ending in "/"; false when
+// that cannot be done or does not fit the directory buffer.
+bool AbsoluteDir(const char* dir, zulwin::CString& out) {
+    zulwin::CString path;
+    if (dir[0] != '/') {
+        if (!_GetCurrentDirectory(path))
+            return false;
+        path += "/";
+    }
+    path += dir;
+    if (!ResolveFullPath(path))
+        return false;
+    path += "/";
+    if (static_cast<std::size_t>(path.GetLength()) >= kMaxPath)
+        return false;
+    out = path;
+    return true;
 }
 
 } // namespace
@@ -53,6 +73,22 @@ const char* GetAppDir() {
 const char* GetExeName() {
     EnsureAppDir();
     return g_exeName;
+}
+
+bool SetAppDir(const char* dir) {
+    if (dir == nullptr || dir[0] == 0 || std::strlen(dir) >= kMaxPath)
+        return false;
+    zulwin::CString absolute;
+    if (!AbsoluteDir(dir, absolute))
+        return false;
+    bool set = false;
+    std::call_once(g_appDirOnce, [&] {
+        // The executable's name stays its own; only the directory is the caller's.
+        ComputeAppDir();
+        lstrcpyn(g_appDir, absolute.GetString(), sizeof g_appDir);
+        set = true;
+    });
+    return set;
 }
 
 } // namespace zulplatform

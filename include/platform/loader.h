@@ -16,6 +16,14 @@ PLATFORM_API zulwin::CString GetModuleDir(IModule* module);
 /// during start-up before threads use them.
 PLATFORM_API const char* GetAppDir();
 PLATFORM_API const char* GetExeName();
+/// For a program that works on another application's files (an operator's tool): makes `dir`
+/// the application directory that GetAppDir, and every location derived from it, reports for
+/// the rest of the process. A relative `dir` is taken from the current directory; the stored
+/// form is canonical and ends in "/" (the directory need not exist). True when set; false,
+/// changing nothing, once GetAppDir or GetExeName has been called (or SetAppDir has succeeded)
+/// in this process, and for a null, empty or over-long path. Safe to race with those calls:
+/// exactly one of them fixes the directory. GetExeName still names the running executable.
+PLATFORM_API bool SetAppDir(const char* dir);
 
 } // namespace zulplatform
 
