@@ -12,11 +12,12 @@
 namespace zulplatform {
 
 /// Handed unchanged to each shared object's entry routine as its reason.
+/// The codes are deliberately not the Windows numbering (where detach is 0).
 enum AppNotification_t : unsigned int {
-    AppProcessAttach = 0,
-    AppProcessDetach = 1,
-    AppThreadAttach = 2,
-    AppThreadDetach = 3,
+    AppProcessAttach = 0, ///< the module was loaded
+    AppProcessDetach = 1, ///< the module is being unloaded
+    AppThreadAttach = 2,  ///< a thread started (sent by the host through NotifyApp)
+    AppThreadDetach = 3,  ///< a thread is ending (sent by the host through NotifyApp)
 };
 
 /// The host executable as a module, and the registry of the family's loaded shared objects.
@@ -34,13 +35,18 @@ public:
 
     /// Start-up settings; not locked.
     void SetResourceData(const CResourceData& data) { m_linked.SetResourceData(data); }
+    /// Makes `module` the current resource module (see AfxSetResourceHandle).
     void SetSysResource(const IModule& module) { m_resourceModule = const_cast<IModule*>(&module); }
+    /// The current resource module; null until one is set.
     IModule* GetSysResource() const { return m_resourceModule; }
 
-    /// Registry operations, each under the recursive registry lock. Duplicates are allowed.
+    /// @{
+    /// Registry operations, each under the recursive registry lock: add (duplicates are
+    /// allowed), remove one registration, ask whether `obj` is registered.
     void AddSharedObject(ISharedObject* obj);
     void RemoveSharedObject(ISharedObject* obj);
     bool IsValidSharedObject(ISharedObject* obj) const;
+    /// @}
     /// Whether `module` is a registered shared object, comparing pointers only: safe to ask
     /// about a module object that may no longer exist.
     bool IsRegisteredModule(const IModule* module) const;
@@ -64,7 +70,10 @@ private:
 PLATFORM_API IApp* GetAppInstance();
 /// GetAppInstance(), answering LoadString from `data` from now on. Call once from the host.
 PLATFORM_API IApp* GenerateApp(const CResourceData& data);
+/// CApp::NotifyApp of the application object: the host's way to send thread notifications
+/// (reasons 2 and 3) to every module.
 PLATFORM_API void NotifyApp(AppNotification_t reason);
+/// CApp::IsRunning of the application object.
 PLATFORM_API bool IsAppInstanceRunning();
 
 } // namespace zulplatform
@@ -76,6 +85,7 @@ namespace zulwin {
 PLATFORM_API zulplatform::IModule* AfxGetResourceHandle();
 /// A null module is ignored.
 PLATFORM_API void AfxSetResourceHandle(zulplatform::IModule* module);
+/// The application object.
 PLATFORM_API zulplatform::IModule* AfxGetInstanceHandle();
 
 } // namespace zulwin

@@ -10,21 +10,21 @@
 /// A broken-down time. Field order and width are those of the Windows record, so saved records
 /// stay readable.
 struct _SYSTEMTIME {
-    std::uint16_t wYear;
-    std::uint16_t wMonth;     ///< 1 to 12
-    std::uint16_t wDayOfWeek; ///< 0 = Sunday
-    std::uint16_t wDay;       ///< 1 to 31
-    std::uint16_t wHour;
-    std::uint16_t wMinute;
-    std::uint16_t wSecond;
-    std::uint16_t wMilliseconds;
+    std::uint16_t wYear;         ///< 1601 to 30827 for a valid time
+    std::uint16_t wMonth;        ///< 1 to 12
+    std::uint16_t wDayOfWeek;    ///< 0 = Sunday
+    std::uint16_t wDay;          ///< 1 to 31
+    std::uint16_t wHour;         ///< 0 to 23
+    std::uint16_t wMinute;       ///< 0 to 59
+    std::uint16_t wSecond;       ///< 0 to 59
+    std::uint16_t wMilliseconds; ///< 0 to 999
 };
 static_assert(sizeof(_SYSTEMTIME) == 16, "the SYSTEMTIME record has no padding");
 
 /// 100-nanosecond ticks since 1601-01-01 00:00:00 UTC, in two halves.
 struct _FILETIME {
-    std::uint32_t dwLowDateTime;
-    std::uint32_t dwHighDateTime;
+    std::uint32_t dwLowDateTime;  ///< the low 32 bits of the tick count
+    std::uint32_t dwHighDateTime; ///< the high 32 bits
 };
 static_assert(sizeof(_FILETIME) == 8, "the FILETIME record has no padding");
 
@@ -36,6 +36,7 @@ namespace zulplatform {
 PLATFORM_API bool IsValidSystemTime(const _SYSTEMTIME& st);
 /// 0x7FFF35F4F06C58F0: 30827-12-31 23:59:59.999.
 PLATFORM_API unsigned long long GetMaxFileTime();
+/// The value is at most GetMaxFileTime().
 PLATFORM_API bool IsValidFileTime(const _FILETIME& ft);
 /// -109205.0 (1601-01-01) to 10565737.0 (30828-01-01 00:00, one day past the last valid system
 /// time) inclusive; NaN is invalid.
@@ -58,8 +59,10 @@ PLATFORM_API int VariantTimeToSystemTime(double vt, _SYSTEMTIME* out);
 PLATFORM_API int SystemTimeToVariantTime(_SYSTEMTIME* in, double* out);
 
 /// The current UTC time to the millisecond.
+/// @{
 PLATFORM_API void GetSystemTime(_SYSTEMTIME* out);
 PLATFORM_API void GetSystemTimeAsFileTime(_FILETIME* out);
+/// @}
 
 /// Milliseconds of the raw monotonic clock (CLOCK_MONOTONIC_RAW): seconds * 1000 plus the
 /// whole milliseconds of the nanoseconds. For measuring intervals; it has no epoch of meaning.

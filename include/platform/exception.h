@@ -12,7 +12,9 @@ namespace zulplatform {
 /// value.
 class PLATFORM_API CException {
 public:
+    /// An exception carrying `code`.
     explicit CException(int code) noexcept : m_code(code) {}
+    /// The code it was made with.
     int GetCode() const noexcept { return m_code; }
     /// Out of line, so that every thrower shares one definition of the throw and its type.
     [[noreturn]] static void Throw(int code);

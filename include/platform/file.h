@@ -33,8 +33,14 @@ public:
         typeText = 0x4000,
         typeBinary = 0x8000,
     };
-    enum SeekPosition : unsigned int { begin = 0, current = 1, end = 2 };
+    /// Seek origins, handed to lseek as SEEK_SET, SEEK_CUR and SEEK_END.
+    enum SeekPosition : unsigned int {
+        begin = 0,   ///< from the start of the file
+        current = 1, ///< from the current position
+        end = 2      ///< from the end of the file
+    };
 
+    /// 0, the descriptor of a closed object: a file is never usable on descriptor 0.
     static const int hFileNull;
 
     CFile();
@@ -45,41 +51,50 @@ public:
     /// Closes when some Open succeeded on this object.
     virtual ~CFile();
 
+    /// The current offset (lseek). Throws a CFileException* (causeInvalidFile when closed).
     virtual unsigned long GetPosition() const;
     /// The part of the path after its last "/".
     virtual CString GetFileName() const;
+    /// A copy of the path; empty after Close.
     virtual CString GetFilePath() const;
     /// Sets the path as given, without canonicalising.
     virtual void SetFilePath(const char* path);
     /// 1 on success, 0 on failure (reported in `error` when given); never throws for a failed
     /// open. Fails with causeInvalidFile when a file is already open.
     virtual int Open(const char* fileName, unsigned int openFlags, CFileException* error = nullptr);
+    /// Moves to `offset` from `origin` (a SeekPosition) and returns the new position. Throws
+    /// causeInvalidFile when closed, causeBadSeek for an origin of 3 or more or an overflow.
     virtual unsigned long Seek(long offset, unsigned int origin);
     /// Truncates or extends, then leaves the position at the new end.
     virtual void SetLength(unsigned long length);
+    /// The file's length, measured by seeking to the end and back.
     virtual unsigned long GetLength() const;
     /// One read call; end of file and errors both read as 0. Never throws.
     virtual unsigned int Read(void* buffer, unsigned long count);
     /// One write call; a short write is not retried.
     virtual void Write(const void* buffer, unsigned long count);
+    /// Close().
     virtual void Abort();
+    /// fdatasync when a file is open; its result is not checked.
     virtual void Flush();
     /// Never throws; empties the path.
     virtual void Close();
 
+    /// The descriptor (hFileNull when closed).
     operator int() const { return m_hFile; }
 
     /// MoveFileEx(oldName, newName, 0); failure throws causeBadPath naming newName.
     static void Rename(const char* oldName, const char* newName);
+    /// unlink; failure throws the errno cause naming `fileName`, a null name causeBadPath.
     static void Remove(const char* fileName);
 
 protected:
     /// The path made absolute (against the current directory) and canonical.
     void _SetCanonicalFileSpec(const char* fileName);
 
-    int m_hFile = 0;
-    int m_bCloseOnDelete = 0;
-    CString m_strFileName;
+    int m_hFile = 0;          ///< the descriptor; 0 when closed
+    int m_bCloseOnDelete = 0; ///< set by a successful Open: the destructor closes
+    CString m_strFileName;    ///< the path, canonical after a successful Open
 };
 
 /// The open(2) flags and creation mode for an open-mode word. Always returns 1.

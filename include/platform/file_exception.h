@@ -26,27 +26,30 @@ public:
                                 unsigned int* helpContext = nullptr) const;
 
 protected:
-    mutable CString m_strError;
+    mutable CString m_strError; ///< the text GetErrorMessage copies
 };
 
+/// A file condition: its cause, the OS error and the file's name. Thrown as a pointer made by
+/// new; the catcher calls Delete().
 class PLATFORM_API CFileException : public CException {
 public:
+    /// Why a file operation failed; each has a message among the string resources 101 to 115.
     enum FileErrorCause {
-        causeNone = 0,
-        causeGeneric = 1,
-        causeFileNotFound = 2,
-        causeBadPath = 3,
-        causeTooManyOpenFiles = 4,
-        causeAccessDenied = 5,
-        causeInvalidFile = 6,
-        causeRemoveCurrentDir = 7,
-        causeDirectoryFull = 8,
-        causeBadSeek = 9,
-        causeHardIO = 10,
-        causeSharingViolation = 11,
-        causeLockViolation = 12,
-        causeDiskFull = 13,
-        causeEndOfFile = 14,
+        causeNone = 0,              ///< no error occurred
+        causeGeneric = 1,           ///< an unspecified error, or an errno without a cause
+        causeFileNotFound = 2,      ///< the file was not found
+        causeBadPath = 3,           ///< all or part of the path is invalid, or a null name
+        causeTooManyOpenFiles = 4,  ///< no descriptor left
+        causeAccessDenied = 5,      ///< access was denied
+        causeInvalidFile = 6,       ///< use of a closed object, or an Open of an open one
+        causeRemoveCurrentDir = 7,  ///< the current directory cannot be removed
+        causeDirectoryFull = 8,     ///< no more directory entries
+        causeBadSeek = 9,           ///< a seek to an invalid position or with a bad origin
+        causeHardIO = 10,           ///< an input or output error
+        causeSharingViolation = 11, ///< the file is held by another writer
+        causeLockViolation = 12,    ///< a locked region was accessed
+        causeDiskFull = 13,         ///< the disk is full, or a stream write failed
+        causeEndOfFile = 14,        ///< the end of the file was reached
     };
 
     /// A null file name stores "an unnamed file".
@@ -64,9 +67,9 @@ public:
     /// Throws new CFileException(ErrnoToException(err), -1, fileName).
     [[noreturn]] static void ThrowErrno(int err, const char* fileName);
 
-    int m_cause;
-    int m_lOsError;
-    CString m_strFileName;
+    int m_cause;           ///< a FileErrorCause
+    int m_lOsError;        ///< the errno of the failed call where known, else -1
+    CString m_strFileName; ///< the file's name, "an unnamed file" when none was given
 };
 
 /// `out` becomes the message for `cause` with `fileName` in it ("" when the resource is missing).

@@ -16,12 +16,13 @@ public:
     /// Thrown by value when the lock is not taken.
     class PLATFORM_API failure : public std::exception {
     public:
+        /// A failure, held elsewhere or not.
         explicit failure(bool heldElsewhere) noexcept : m_bHeldElsewhere(heldElsewhere) {}
         /// True when a non-waiting attempt found the lock taken; false when the file could not
         /// be opened or the lock failed otherwise.
         bool IsHeldElsewhere() const noexcept { return m_bHeldElsewhere; }
 
-        bool m_bHeldElsewhere;
+        bool m_bHeldElsewhere; ///< what IsHeldElsewhere reports
     };
 
     /// Opens `path` read-only (it is not created) and locks it; with `wait` blocks until the

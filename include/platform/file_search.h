@@ -6,6 +6,8 @@
 
 namespace zulplatform {
 
+/// Walks a directory tree and reports matching files to a callback; a directory that cannot be
+/// opened reports nothing.
 class PLATFORM_API CFileSearch {
 public:
     /// Its two virtual operations are its whole table; it is never deleted through this type.

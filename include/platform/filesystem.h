@@ -24,19 +24,24 @@ PLATFORM_API unsigned int GetCurrentDirectory(unsigned int size, char* buffer);
 PLATFORM_API int CopyFile(const char* from, const char* to, int failIfExists);
 /// Copy, then unlink the source; never a rename. Flag 0x1 replaces an existing target.
 PLATFORM_API int MoveFileEx(const char* from, const char* to, unsigned int flags);
+/// MoveFileEx(from, to, 0): an existing target is refused.
 PLATFORM_API int MoveFile(const char* from, const char* to);
 
 } // namespace zulwin
 
 namespace zulplatform {
 
-/// Something exists at `path`. Trailing slashes are ignored; "/" alone is false.
+/// @{
+/// Something (FileExists) or a directory (DirectoryExists) exists at `path`. Trailing slashes
+/// are ignored; "/" alone is false.
 PLATFORM_API bool FileExists(const char* path) noexcept;
 PLATFORM_API bool DirectoryExists(const char* path) noexcept;
+/// @}
 /// rename(2).
 PLATFORM_API bool FileMove(const char* from, const char* to);
 /// 0 when the file is gone (deleted or never there), -1 when it could not be deleted.
 PLATFORM_API int FileDelete(const char* path);
+/// The file's size in bytes; 0 for a null or empty path or when it cannot be stat'ed.
 PLATFORM_API long FileSize(const char* path);
 /// Creates the directory and every missing parent.
 PLATFORM_API bool CreatePath(const char* path) noexcept;
@@ -44,8 +49,12 @@ PLATFORM_API bool CreatePath(const char* path) noexcept;
 PLATFORM_API bool IsDirectoryEmpty(const char* path) noexcept;
 /// Removes the tree; a file that cannot be removed throws its CFileException*.
 PLATFORM_API bool DeleteDirectory(const zulwin::CString& path);
+/// @{
+/// chmod to 0660 (writeable for owner and group) or 0400 (readable by the owner only); the
+/// POSIX result, 0 when nothing exists at `path`.
 PLATFORM_API int FileMakeWriteable(const char* path);
 PLATFORM_API int FileMakeReadOnly(const char* path);
+/// @}
 /// umask(007); returns the previous mask.
 PLATFORM_API unsigned int SetProcessFileCreateMask();
 /// Bytes available to an unprivileged user; all ones when statvfs fails.

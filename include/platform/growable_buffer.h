@@ -47,12 +47,15 @@ public:
     /// Copies the bytes, not the grow size. An empty `o` only sets the length to 0, keeping the
     /// storage. std::bad_alloc when the storage cannot be grown.
     CGrowableBuffer& operator=(CGrowableBuffer const& o);
+    /// @{
     /// Appends one byte / the bytes of `o`; std::bad_alloc when the storage cannot be grown.
     CGrowableBuffer& operator+=(unsigned char b);
     CGrowableBuffer& operator+=(CGrowableBuffer const& o);
+    /// @}
     /// Equal bytes. A buffer without storage equals only buffers without storage: one with
     /// storage but length 0 is not equal to it.
     bool operator==(CGrowableBuffer const& o) const;
+    /// !(*this == o).
     bool operator!=(CGrowableBuffer const& o) const { return !(*this == o); }
 
     /// Reset, then the bytes of hexadecimal text (both letter cases, two digits a byte). False,
@@ -69,13 +72,21 @@ public:
     /// length is 0); counts are not compared with what was asked, and bytes a short read left
     /// out are zero. A length that cannot be allocated leaves the buffer alone and returns 0.
     /// CFile's exceptions pass through. A null file does nothing.
+    /// @{
     unsigned int Load(zulwin::CFile* f);
     void Save(zulwin::CFile* f) const;
+    /// @}
 
+    /// @{
+    /// The bytes; null while there is no storage.
     unsigned char* GetData() noexcept { return m_pData; }
     unsigned char const* GetData() const noexcept { return m_pData; }
+    /// @}
+    /// The used length.
     unsigned long GetLength() const noexcept { return m_nLength; }
+    /// The size of the storage.
     unsigned long GetAllocatedSize() const noexcept { return m_nAllocated; }
+    /// The power of two the storage grows by.
     unsigned long GetGrowSize() const noexcept { return m_nGrowSize; }
 
 private:

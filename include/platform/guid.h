@@ -10,10 +10,10 @@
 
 /// The platform's GUID record.
 struct _GUID {
-    unsigned int Data1;
-    unsigned short Data2;
-    unsigned short Data3;
-    unsigned char Data4[8];
+    unsigned int Data1;     ///< the first group: 8 hexadecimal digits in the text form
+    unsigned short Data2;   ///< the second group: 4 digits
+    unsigned short Data3;   ///< the third group: 4 digits
+    unsigned char Data4[8]; ///< the last 16 digits, 2 a byte, split 2 + 6 by a hyphen
 };
 static_assert(sizeof(_GUID) == 16, "the GUID record has no padding");
 
@@ -24,6 +24,7 @@ struct PLATFORM_API guid_t : _GUID {
     /// With `create` a new random GUID (all zero when none can be made: use CreateGuid to know);
     /// without it the all-zero value.
     guid_t(bool create = false);
+    /// A copy of `g`.
     guid_t(_GUID const& g) : _GUID(g) {}
 
     /// "%08x-%04x-%04x-%02x%02x-%02x%02x%02x%02x%02x%02x" of the fields: 36 characters,
@@ -37,11 +38,13 @@ struct PLATFORM_API guid_t : _GUID {
 };
 static_assert(sizeof(guid_t) == sizeof(_GUID), "guid_t adds no data");
 
+/// @{
 /// Field-by-field equality.
 PLATFORM_API bool operator==(guid_t const& a, guid_t const& b);
 inline bool operator!=(guid_t const& a, guid_t const& b) {
     return !(a == b);
 }
+/// @}
 
 /// A new random GUID from "/proc/sys/kernel/random/uuid", the only source: false (and `guid`
 /// untouched) when that file cannot be read or parsed. Sets no last error.

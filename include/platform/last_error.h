@@ -9,7 +9,9 @@ namespace zulwin {
 
 /// The calling thread's last-error cell; 0 when the thread starts. Only SetLastError changes it.
 PLATFORM_API unsigned int& _lasterror();
+/// Sets the calling thread's last error.
 PLATFORM_API void SetLastError(unsigned int code);
+/// The calling thread's last error: the value last set in this thread, 0 before any.
 PLATFORM_API unsigned int GetLastError();
 
 } // namespace zulwin

@@ -15,6 +15,7 @@ PLATFORM_API zulwin::CString GetModuleDir(IModule* module);
 /// The executable's directory with a trailing "/", and its file name. Computed once; call
 /// during start-up before threads use them.
 PLATFORM_API const char* GetAppDir();
+/// The executable's file name without its directory; computed once, like GetAppDir.
 PLATFORM_API const char* GetExeName();
 /// For a program that works on another application's files (an operator's tool): makes `dir`
 /// the application directory that GetAppDir, and every location derived from it, reports for
@@ -34,6 +35,7 @@ namespace zulwin {
 /// ending in ".out" denotes the executable: the application object when its file name
 /// contains that name, else null.
 PLATFORM_API zulplatform::IModule* LoadLibrary(const char* name);
+/// LoadLibrary(name); `reserved` and `flags` are ignored.
 PLATFORM_API zulplatform::IModule* LoadLibraryEx(const char* name, void* reserved,
                                                  unsigned int flags);
 /// The symbol in the module (the main program for null); null when not found.

@@ -11,13 +11,13 @@
 /// A zone's rules in the Windows layout (172 bytes). The conversions below accept only a null
 /// zone; named zones are handled by CTimeZone, which fills this record.
 struct _TIME_ZONE_INFORMATION {
-    std::int32_t Bias; ///< minutes; UTC = local time + Bias
-    char16_t StandardName[32];
-    _SYSTEMTIME StandardDate;
-    std::int32_t StandardBias;
-    char16_t DaylightName[32];
-    _SYSTEMTIME DaylightDate;
-    std::int32_t DaylightBias;
+    std::int32_t Bias;         ///< minutes; UTC = local time + Bias
+    char16_t StandardName[32]; ///< the standard time's name, NUL-terminated UTF-16
+    _SYSTEMTIME StandardDate;  ///< when standard time starts, as a Windows rule date
+    std::int32_t StandardBias; ///< minutes added to Bias in standard time (0 here)
+    char16_t DaylightName[32]; ///< the daylight time's name
+    _SYSTEMTIME DaylightDate;  ///< when daylight time starts; all zero without daylight time
+    std::int32_t DaylightBias; ///< minutes added to Bias in daylight time (-60 for one hour)
 };
 static_assert(sizeof(_TIME_ZONE_INFORMATION) == 172, "the Windows layout");
 static_assert(offsetof(_TIME_ZONE_INFORMATION, StandardName) == 4, "the Windows layout");

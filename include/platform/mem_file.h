@@ -30,6 +30,7 @@ public:
     /// cannot grow (writes throw -2) until the next Attach.
     unsigned char* Detach();
 
+    /// The position in the block; never throws.
     unsigned long GetPosition() const override;
     /// Origin 0 takes offsets of 0 and above, origin 2 offsets of 0 and below, origin 1 any
     /// offset; a target below 0 (or above the largest long) or any other origin throws
@@ -59,12 +60,12 @@ protected:
     /// growth is not allowed or the allocation fails, leaving everything as it was.
     unsigned char* _AllocMem(unsigned long size);
 
-    unsigned char* m_lpBuffer = nullptr;
-    int m_bAutoDelete = 1;
-    unsigned long m_nGrowBytes;
-    unsigned long m_nBufferSize = 0;
-    unsigned long m_nPosition = 0;
-    unsigned long m_nFileSize = 0;
+    unsigned char* m_lpBuffer = nullptr; ///< the block, null before the first growth
+    int m_bAutoDelete = 1;               ///< whether Close frees the block
+    unsigned long m_nGrowBytes;          ///< the granule growth is rounded up to
+    unsigned long m_nBufferSize = 0;     ///< the block's size
+    unsigned long m_nPosition = 0;       ///< the current position
+    unsigned long m_nFileSize = 0;       ///< the length of the contents
     /// 0: the block must not grow.
     unsigned long m_nGrowAmount = 1024;
 };

@@ -7,15 +7,20 @@
 /// through which zulwin::LoadLibrary finds its module object. In exactly one source file of the
 /// module, at namespace scope, write
 ///
-///     namespace {
-///     zulplatform::CResourceData& Resources() { static zulplatform::CResourceData data; return
-///     data; } int DllMain(zulplatform::IModule* module, unsigned int reason, void*) {
-///         if (reason == zulplatform::AppProcessAttach)
-///             Resources().SetStringTable({{1, "My module"}});
-///         return 1;
-///     }
-///     } // namespace
-///     PLATFORM_MODULE_ENTRY(DllMain, Resources)
+/// \code
+/// namespace {
+/// zulplatform::CResourceData& Resources() {
+///     static zulplatform::CResourceData data;
+///     return data;
+/// }
+/// int DllMain(zulplatform::IModule* module, unsigned int reason, void*) {
+///     if (reason == zulplatform::AppProcessAttach)
+///         Resources().SetStringTable({{1, "My module"}});
+///     return 1;
+/// }
+/// } // namespace
+/// PLATFORM_MODULE_ENTRY(DllMain, Resources)
+/// \endcode
 ///
 /// and call zulplatform::ThisModule() anywhere in the module for its own module object.
 ///

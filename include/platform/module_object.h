@@ -22,7 +22,9 @@ public:
     virtual ~IModule() = default;
     /// The text for `id`; "" (never null) when the id is unknown.
     virtual const char* LoadString(unsigned int id) const = 0;
+    /// The module's file name: the canonical absolute path of its shared object or executable.
     virtual const char* GetModuleFileName() const = 0;
+    /// The module's version record (its resource data's).
     virtual const VersionRecord_t* GetVersionInfo() const = 0;
 };
 
@@ -38,6 +40,8 @@ class PLATFORM_API ISharedObject : public ILinkedObject {
 public:
     /// Stops EntryPoint from calling the entry routine, for good.
     virtual void DisableAppNotifications() = 0;
+    /// Runs the module's entry routine with `reason` (an AppNotification_t: 0 attach, 1 detach,
+    /// 2 and 3 thread attach and detach) and returns its result.
     virtual int EntryPoint(IModule* module, unsigned int reason, void* reserved) = 0;
 };
 
@@ -47,6 +51,7 @@ class PLATFORM_API IApp : public ILinkedObject {};
 /// A module's entry routine: (module, reason, reserved).
 using EntryRoutine_t = int (*)(IModule*, unsigned int, void*);
 
+/// A module made of resource data and a file name, without loaded code of its own.
 class PLATFORM_API CModule : public IModule {
 public:
     /// A null file name gives an empty name.
@@ -56,12 +61,16 @@ public:
     ~CModule() override;
 
     const char* LoadString(unsigned int id) const override;
+    /// The name given (never null).
     const char* GetModuleFileName() const override;
+    /// The version record of the resource data.
     const VersionRecord_t* GetVersionInfo() const override;
 
+    /// The resource data the module reads (not owned).
     const CResourceData* GetResourceData() const;
     /// Installs a new resource manager over `data`.
     void SetResourceData(const CResourceData& data);
+    /// Replaces the file name (null: empty).
     void SetModuleFileName(const char* fileName);
 
 private:
@@ -69,8 +78,10 @@ private:
     zulwin::CString m_fileName;
 };
 
+/// A module with a loader handle: a CModule plus the handle, which it closes on destruction.
 class PLATFORM_API CLinkedObject : public ILinkedObject {
 public:
+    /// A module over `data` named `fileName`, with no handle yet.
     CLinkedObject(const CResourceData& data, const char* fileName);
     /// Closes the handle with dlclose when one is set.
     ~CLinkedObject() override;
@@ -82,15 +93,19 @@ public:
 
     /// Stores the handle without closing an earlier one.
     void SetHandle(void* handle) { m_handle = handle; }
+    /// @{
+    /// As CModule's.
     void SetModuleFileName(const char* fileName) { m_module.SetModuleFileName(fileName); }
     void SetResourceData(const CResourceData& data) { m_module.SetResourceData(data); }
     const CResourceData* GetResourceData() const { return m_module.GetResourceData(); }
+    /// @}
 
 private:
     CModule m_module;
     void* m_handle = nullptr;
 };
 
+/// The shared object of a library of the family: its linked module and its entry routine.
 class PLATFORM_API CSharedObject : public ISharedObject {
 public:
     /// With a file name, opens a second reference on that file (dlopen, RTLD_LAZY) and holds it

@@ -10,19 +10,19 @@
 
 /// One dimension of an array: its element count and lower bound.
 struct tagSAFEARRAYBOUND {
-    unsigned int cElements;
-    int lLbound;
+    unsigned int cElements; ///< the number of elements
+    int lLbound;            ///< the index of the first element
 };
 
 /// An array descriptor with `cDims` bounds. The descriptors made here carry a 32-bit element
 /// type (VARTYPE) right before them, 0 when made.
 struct tagSAFEARRAY {
-    unsigned short cDims;
-    unsigned short fFeatures;
-    unsigned int cbElements;
-    unsigned int cLocks;
-    void* pvData;
-    tagSAFEARRAYBOUND rgsabound[1];
+    unsigned short cDims;           ///< the number of dimensions
+    unsigned short fFeatures;       ///< feature flags; 0 as made here
+    unsigned int cbElements;        ///< the size of one element in bytes
+    unsigned int cLocks;            ///< the lock count; never used here
+    void* pvData;                   ///< the element data, null until SafeArrayAllocData
+    tagSAFEARRAYBOUND rgsabound[1]; ///< the first of `cDims` bounds
 };
 
 static_assert(sizeof(tagSAFEARRAYBOUND) == 8, "SAFEARRAYBOUND layout");

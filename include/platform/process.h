@@ -18,8 +18,11 @@ public:
     CZULMutex(const CZULMutex&) = delete;
     CZULMutex& operator=(const CZULMutex&) = delete;
     ~CZULMutex();
+    /// @{
+    /// pthread_mutex_lock / unlock; true on success. The owning thread may lock again.
     bool Lock();
     bool Unlock();
+    /// @}
 
 private:
     pthread_mutex_t m_mutex;
@@ -27,6 +30,7 @@ private:
 
 /// Hardware concurrency, or 2 when unknown.
 PLATFORM_API unsigned int GetCpuCount();
+/// getpid().
 PLATFORM_API pid_t GetProcessID();
 /// The kernel thread id, cached per thread.
 PLATFORM_API uint64_t GetCurrentThreadIdentifier();

@@ -15,23 +15,23 @@ class IModule;
 /// A module's version record. The field order is part of the interface, so a module can write
 /// its record as an aggregate.
 struct VersionRecord_t {
-    const char* szFileVersion; ///< dotted, such as "1.1.271.0"
-    const char* szFileDescription;
-    const char* szReserved; ///< left null by this library
-    const char* szCompanyName;
-    const char* szProductName;
-    const char* szLegalCopyright;
-    const char* szInternalName;
-    uint16_t wFileVersion[4];    ///< major, minor, build, revision
-    uint16_t wProductVersion[4]; ///< major, minor, build, revision
-    int64_t tBuildTime;          ///< seconds since 1970-01-01 00:00:00 UTC
+    const char* szFileVersion;     ///< dotted, such as "1.1.271.0"
+    const char* szFileDescription; ///< what the module is
+    const char* szReserved;        ///< left null by this library
+    const char* szCompanyName;     ///< the maker
+    const char* szProductName;     ///< the product the module belongs to
+    const char* szLegalCopyright;  ///< the copyright line
+    const char* szInternalName;    ///< the module's own name, without path or suffix
+    uint16_t wFileVersion[4];      ///< major, minor, build, revision
+    uint16_t wProductVersion[4];   ///< major, minor, build, revision
+    int64_t tBuildTime;            ///< seconds since 1970-01-01 00:00:00 UTC
 };
 
 /// One entry of a string table. The text is a static string that the owning module keeps for
 /// its whole life; tables never copy or free texts.
 struct StringEntry_t {
-    unsigned int id;
-    const char* text;
+    unsigned int id;  ///< the string's id; the first entry of an id wins
+    const char* text; ///< the text, never copied
 };
 
 /// A module's string table and version record. Each module keeps one as a static object and
@@ -50,7 +50,9 @@ public:
     /// Copies `record` in as the version record.
     void SetVersionInfo(const VersionRecord_t& record);
 
+    /// The string table in its order.
     const std::vector<StringEntry_t>& GetStringTable() const { return m_strings; }
+    /// The version record (never null).
     const VersionRecord_t* GetVersionInfo() const { return &m_version; }
 
 private:
@@ -61,8 +63,11 @@ private:
 /// Looks strings up in one CResourceData it does not own.
 class PLATFORM_API CResourceManager {
 public:
+    /// Looks up in `data`, which must outlive the manager.
     explicit CResourceManager(const CResourceData& data) : m_data(&data) {}
+    /// CResourceData::GetString: "" (never null) for an unknown id.
     const char* LoadString(unsigned int id) const { return m_data->GetString(id); }
+    /// The data looked up in.
     const CResourceData* GetResourceData() const { return m_data; }
 
 private:

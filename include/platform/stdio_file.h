@@ -28,6 +28,7 @@ public:
     /// Closes when the file is still open from a successful Open.
     ~CStdioFile() override;
 
+    /// The stream's position (ftell); causeInvalidFile when closed.
     unsigned long GetPosition() const override;
     /// Opens in text mode whatever the type bits say. Returns 0 with causeInvalidFile when a
     /// stream is open, causeBadPath for a null name, and without touching `error` when the mode

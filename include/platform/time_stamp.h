@@ -40,6 +40,7 @@ public:
     /// Sets the current time.
     void Assign();
 
+    /// The value: FILETIME ticks.
     std::uint64_t GetFileTime() const { return m_value; }
     /// UTC; 2000-01-01 00:00:00.000 (a Saturday marked 1) should the value not convert.
     _SYSTEMTIME GetSystemTime() const;
@@ -52,44 +53,57 @@ public:
     /// Unix seconds, 0 before 1970 and at most 0xFFFFFFFF.
     unsigned int GetUnsignedUnixTime() const;
 
-    /// this - other, saturated to INT_MIN..INT_MAX.
+    /// @{
+    /// this - other in milliseconds or seconds, saturated to INT_MIN..INT_MAX.
     int DiffMS(const CTimeStamp& other) const;
     int DiffSec(const CTimeStamp& other) const;
+    /// @}
+    /// this - other in milliseconds, 64-bit.
     long long DiffMS64(const CTimeStamp& other) const;
+    /// this - other in microseconds.
     long long DiffUs(const CTimeStamp& other) const;
     /// Wraps around beyond about 292 years.
     long long DiffNs(const CTimeStamp& other) const;
     /// Milliseconds since 1970-01-01 00:00 UTC.
     long long DiffMS64AsUnixTimeMS() const;
 
-    /// Each saturates at 0 and at the maximum; IncNs drops what is below 100 ns.
+    /// @{
+    /// Moves the value by the amount (negative: back) and returns it. Each saturates at 0 and at
+    /// the maximum, never wrapping; IncNs drops what is below 100 ns.
     CTimeStamp& IncNs(long long ns);
     CTimeStamp& IncUs(long long us);
     CTimeStamp& IncMS(int ms);
     CTimeStamp& IncSec(int s);
     CTimeStamp& IncDay(int d);
+    /// @}
 
     /// "YYYY-MM-DDThh:mm:ss.mmm" in UTC, no zone suffix.
     zulwin::CString ToString() const;
     /// "YYYY-MM-DDThh:mm:ss.nnnnnnnnn" in UTC.
     zulwin::CString ToStringHr() const;
 
+    /// @{
     /// Display forms in local time ("MM/DD/YY", " h:mm:ss PM"). A result that does not fit
-    /// becomes size - 1 "#" characters; nothing happens for a null buffer or size 0.
+    /// becomes size - 1 "#" characters; nothing happens for a null buffer or size 0. The time
+    /// rounds to the nearest second unless `withMilliseconds` or `noRounding` is set. The
+    /// settings are process-wide, built on first use (see RefreshDateTimeFormat).
     void FormatDate(char* buffer, unsigned long size) const;
     void FormatDate(zulwin::CString& out) const;
     void FormatTime(char* buffer, unsigned long size, bool withSeconds, bool withMilliseconds,
                     bool noRounding) const;
     void FormatTime(zulwin::CString& out, bool withSeconds, bool withMilliseconds,
                     bool noRounding) const;
+    /// @}
 
     /// The magic 0x34058974 and the value, little-endian. Load also reads the two older forms
     /// (a UTC record after the magic 0x34058973, and a bare local record followed by 8 unused
     /// bytes). It returns the new value for the current form and the conversion's 1 or 0 for the
     /// older ones; a record cut short by the end of the file leaves the value as it was and gives
     /// 0. CFile exceptions pass.
+    /// @{
     void Save(zulwin::CFile* file) const;
     std::uint64_t Load(zulwin::CFile* file);
+    /// @}
 
     /// UTC midnight of today.
     static CTimeStamp GetMidnightToday();
@@ -102,15 +116,19 @@ private:
     std::uint64_t m_value;
 };
 
+/// @{
+/// Compare the values.
 PLATFORM_API bool operator==(const CTimeStamp& a, const CTimeStamp& b);
 PLATFORM_API bool operator!=(const CTimeStamp& a, const CTimeStamp& b);
 PLATFORM_API bool operator<(const CTimeStamp& a, const CTimeStamp& b);
 PLATFORM_API bool operator<=(const CTimeStamp& a, const CTimeStamp& b);
 PLATFORM_API bool operator>(const CTimeStamp& a, const CTimeStamp& b);
 PLATFORM_API bool operator>=(const CTimeStamp& a, const CTimeStamp& b);
+/// @}
 
 /// ts at 00:00:00.000 of its UTC date (UTC midnight, not local).
 PLATFORM_API CTimeStamp GetMidnight(const CTimeStamp& ts);
+/// Seconds since ts's UTC midnight.
 PLATFORM_API int GetElapsedSecondsInDay(const CTimeStamp& ts);
 /// Seconds from ts's local time of day to the next local midnight, counted on the local clock
 /// (a daylight-saving change on the way is not taken into account).
@@ -120,10 +138,13 @@ PLATFORM_API int GetRemainingSecInDay(const CTimeStamp& ts);
 PLATFORM_API unsigned int GetYearFromSystemTime(const _SYSTEMTIME& st, bool fourDigits);
 /// The 12-hour form takes 12 off hours from 13 on (0 stays 0).
 PLATFORM_API int GetHourFromSystemTime(const _SYSTEMTIME& st, bool h24);
-/// The process zone's conversions; 2000-01-01 00:00:00.000 should one fail.
+/// @{
+/// The process zone's conversions (see SystemTimeToTzSpecificLocalTime), and the current local
+/// time; 2000-01-01 00:00:00.000 should one fail.
 PLATFORM_API _SYSTEMTIME ConvertUtcToLocal(const _SYSTEMTIME& utc);
 PLATFORM_API _SYSTEMTIME ConvertLocalToUtc(const _SYSTEMTIME& local);
 PLATFORM_API _SYSTEMTIME GetCurrentLocalSystemTime();
+/// @}
 /// The display settings are built again on their next use.
 PLATFORM_API void RefreshDateTimeFormat();
 

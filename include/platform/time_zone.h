@@ -17,10 +17,10 @@ class _TzZone;
 
 /// One change of a zone's local time.
 struct CTimeZoneTransition {
-    zulplatform::CTimeStamp at; ///< the first instant with the new values
-    int offset;                 ///< seconds east of UTC from then on
-    bool daylight;              ///< IsDaylightTime from then on
-    zulwin::CString abbreviation;
+    zulplatform::CTimeStamp at;   ///< the first instant with the new values
+    int offset;                   ///< seconds east of UTC from then on
+    bool daylight;                ///< IsDaylightTime from then on
+    zulwin::CString abbreviation; ///< the abbreviation from then on ("CEST")
 };
 
 /// A time zone: a cheap value sharing its zone, which is loaded once per name for the whole
@@ -35,6 +35,7 @@ public:
     /// and the object unchanged, for anything else, including a file that is not a valid zone.
     bool Load(const char* name);
 
+    /// UTC, named "Etc/UTC".
     static CTimeZone Utc();
     /// The process's zone: TZ when set (empty is UTC, a leading ":" is dropped), else
     /// /etc/localtime; UTC when that names nothing usable, as the C library does.
@@ -53,6 +54,7 @@ public:
 
     /// Seconds east of UTC at `at`.
     int GetUtcOffset(const zulplatform::CTimeStamp& at) const;
+    /// The abbreviation in use at `at` ("CET", "CEST").
     zulwin::CString GetAbbreviation(const zulplatform::CTimeStamp& at) const;
     /// True when the offset at `at` exceeds the smallest offset of its UTC calendar year, so
     /// summer time counts as daylight time even where the data marks winter as the exception.
@@ -69,8 +71,10 @@ public:
     bool LocalToUtc(const _SYSTEMTIME& local, _SYSTEMTIME& utc, int fold = 0) const;
     /// A local time stamp holds the wall time as if it were UTC. Results saturate at the ends
     /// of the time stamp range.
+    /// @{
     zulplatform::CTimeStamp UtcToLocal(const zulplatform::CTimeStamp& utc) const;
     zulplatform::CTimeStamp LocalToUtc(const zulplatform::CTimeStamp& local, int fold = 0) const;
+    /// @}
 
     /// The Windows information record of `year` (1601 to 30827, else false): standard time is the
     /// smallest offset of the year, daylight time the largest, with the dates of the first

@@ -49,8 +49,10 @@ PLATFORM_API void _AppendUtf16(char16_t const* s, std::string& out);
 
 /// Simple (one-to-one) case mapping of Unicode 9.0: upper-case letters to lower case, lower-case
 /// letters to upper case. Any other code point is returned unchanged.
+/// @{
 PLATFORM_API unsigned int tolower(unsigned int cp);
 PLATFORM_API unsigned int toupper(unsigned int cp);
+/// @}
 
 /// Canonical composition of `base` with one combining mark of U+0300..U+0345; 0 when there is
 /// none. The key is formed in 32 bits as (base << 16) | mark.
