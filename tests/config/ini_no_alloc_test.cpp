@@ -5,34 +5,12 @@
 
 #include "config/internal/name_table.h"
 
+#include "support/allocation_counter.h"
+
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
-#include <new>
 #include <string>
-
-namespace {
-std::atomic<long> g_allocations{0};
-}
-
-// These replace the global allocation functions, so malloc and free are the right pair here;
-// the compiler's new/delete mismatch check cannot tell.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(std::size_t size) {
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-#pragma GCC diagnostic pop
 
 namespace {
 
@@ -47,11 +25,11 @@ TEST(IniReadValue, AllocatesNothing) {
     char const* queries[][2] = {{"SECTION7", "key42"}, {"section49", "KEY0"},
                                 {"Missing", "key1"},   {"section1", "missing"},
                                 {"sect\xFFion", "k"},  {"\xC3\x84", "\xCE\xA3"}};
-    long const before = g_allocations.load();
+    long const before = test_support::Allocations();
     int found = 0;
     for (auto const& q : queries)
         found += ini.ReadValue(q[0], q[1], value) ? 1 : 0;
-    EXPECT_EQ(g_allocations.load(), before);
+    EXPECT_EQ(test_support::Allocations(), before);
     EXPECT_EQ(found, 2);
 }
 

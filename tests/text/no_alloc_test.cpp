@@ -2,33 +2,11 @@
 // global operator new counts allocations so the test can see any.
 #include <platform/unicode.h>
 
+#include "support/allocation_counter.h"
+
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <cstdlib>
-#include <new>
-
-namespace {
-std::atomic<long> g_allocations{0};
-}
-
-// These replace the global allocation functions, so malloc and free are the right pair here;
-// the compiler's new/delete mismatch check cannot tell.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(std::size_t size) {
-    g_allocations.fetch_add(1, std::memory_order_relaxed);
-    if (void* p = std::malloc(size ? size : 1))
-        return p;
-    throw std::bad_alloc();
-}
-void operator delete(void* p) noexcept {
-    std::free(p);
-}
-void operator delete(void* p, std::size_t) noexcept {
-    std::free(p);
-}
-#pragma GCC diagnostic pop
 
 namespace {
 
@@ -44,13 +22,13 @@ TEST(CompareNoCase, AllocatesNothing) {
                             "invalid \xFF\xFE text",
                             "",
                             nullptr};
-    long const before = g_allocations.load();
+    long const before = test_support::Allocations();
     int sink = 0;
     for (const char* other : others) {
         sink += ascii.CompareNoCase(other);
         sink += mixed.CompareNoCase(other);
     }
-    EXPECT_EQ(g_allocations.load(), before);
+    EXPECT_EQ(test_support::Allocations(), before);
     EXPECT_EQ(ascii.CompareNoCase(others[0]), 0);
     EXPECT_NE(sink, 0);
 }
