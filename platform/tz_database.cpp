@@ -1,6 +1,7 @@
 // Zone directory, name checks, name resolution, the zone list and the load-once cache.
 #include "platform/internal/tz_database.h"
 
+#include "platform/internal/limits.h"
 #include "platform/internal/tzif_reader.h"
 #include "platform/internal/windows_zones.h"
 
@@ -129,7 +130,7 @@ std::string Normalize(const std::string& path) {
 std::shared_ptr<const _TzZone> ZoneFromPath(const std::string& path,
                                             const std::string& fallbackName) {
     std::string target = path;
-    char link[4096];
+    char link[zulplatform::kPathBufferSize];
     ssize_t const n = readlink(path.c_str(), link, sizeof link - 1);
     if (n > 0) {
         link[n] = 0;
