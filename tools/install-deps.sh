@@ -18,6 +18,7 @@ required=(
   file
   lintian
   tzdata
+  doxygen
 )
 # Peers of the benchmarks.
 optional=(
