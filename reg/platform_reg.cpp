@@ -164,10 +164,10 @@ bool ReadValue(zulwin::CRegKey& reg, const std::string& name, Type type, Value& 
     return true;
 }
 
-// The values of `name` the key holds, one per type present.
+// The values of `name` the key holds, one per type present, in the order a listing shows them.
 std::vector<Value> ReadAllTypes(zulwin::CRegKey& reg, const std::string& name) {
     std::vector<Value> found;
-    for (Type type : {Type::String, Type::Binary, Type::Dword}) {
+    for (Type type : {Type::Binary, Type::Dword, Type::String}) {
         Value value;
         if (ReadValue(reg, name, type, value))
             found.push_back(value);
