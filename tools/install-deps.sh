@@ -18,6 +18,8 @@ required=(
   file
   lintian
   tzdata
+  # Drives a terminal session for the confirmation prompt of platform-reg's tests.
+  tmux
   doxygen
 )
 # Peers of the benchmarks.
