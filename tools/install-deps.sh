@@ -18,7 +18,6 @@ required=(
   file
   lintian
   tzdata
-  # Drives a terminal session for the confirmation prompt of platform-reg's tests.
   tmux
   doxygen
 )
