@@ -8,6 +8,7 @@
 
 #include <gtest/gtest.h>
 
+#include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
 #include <cstring>
 #include <ctime>
 #include <fstream>
+#include <optional>
 #include <random>
 #include <sstream>
 #include <string>
@@ -64,25 +66,14 @@ class ScopedEnv {
 public:
     ScopedEnv(const char* name, const char* value) : m_name(name) {
         const char* const old = std::getenv(name);
-        m_had = old != nullptr;
-        if (m_had)
-            m_old = old;
-        if (value != nullptr)
-            setenv(name, value, 1);
-        else
-            unsetenv(name);
+        m_old = old != nullptr ? std::optional<std::string>(old) : std::nullopt;
+        value != nullptr ? setenv(name, value, 1) : unsetenv(name);
     }
-    ~ScopedEnv() {
-        if (m_had)
-            setenv(m_name.c_str(), m_old.c_str(), 1);
-        else
-            unsetenv(m_name.c_str());
-    }
+    ~ScopedEnv() { m_old ? setenv(m_name.c_str(), m_old->c_str(), 1) : unsetenv(m_name.c_str()); }
 
 private:
     std::string m_name;
-    bool m_had = false;
-    std::string m_old;
+    std::optional<std::string> m_old;
 };
 
 struct CLibraryReading {
@@ -90,54 +81,36 @@ struct CLibraryReading {
     char abbr[16];
 };
 
-// localtime_r under TZ=`zone` for each instant, computed in a child process so that this
-// process's zone state stays untouched.
+// localtime_r under TZ=`zone` for each instant, computed in a child process (writing to shared
+// memory) so that this process's zone state stays untouched.
 std::vector<CLibraryReading> ReadInChild(const std::string& zone,
                                          const std::vector<std::int64_t>& instants) {
-    std::vector<CLibraryReading> out(instants.size());
-    int fds[2];
-    if (pipe(fds) != 0)
+    std::size_t const bytes = instants.size() * sizeof(CLibraryReading);
+    void* const shared =
+        mmap(nullptr, bytes, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
+    if (shared == MAP_FAILED)
         return {};
+    auto* const readings = static_cast<CLibraryReading*>(shared);
     pid_t const pid = fork();
     if (pid == 0) {
-        close(fds[0]);
         setenv("TZ", zone.c_str(), 1);
         tzset();
         for (std::size_t i = 0; i < instants.size(); ++i) {
             time_t const t = static_cast<time_t>(instants[i]);
             struct tm tm;
-            CLibraryReading r{};
+            readings[i] = CLibraryReading{};
             if (localtime_r(&t, &tm) != nullptr) {
-                r.offset = tm.tm_gmtoff;
-                std::strncpy(r.abbr, tm.tm_zone, sizeof r.abbr - 1);
+                readings[i].offset = tm.tm_gmtoff;
+                std::strncpy(readings[i].abbr, tm.tm_zone, sizeof readings[i].abbr - 1);
             }
-            out[i] = r;
-        }
-        const char* p = reinterpret_cast<const char*>(out.data());
-        std::size_t left = out.size() * sizeof(CLibraryReading);
-        while (left > 0) {
-            ssize_t const n = write(fds[1], p, left);
-            if (n <= 0)
-                _exit(1);
-            p += n;
-            left -= static_cast<std::size_t>(n);
         }
         _exit(0);
     }
-    close(fds[1]);
-    char* p = reinterpret_cast<char*>(out.data());
-    std::size_t left = out.size() * sizeof(CLibraryReading);
-    while (left > 0) {
-        ssize_t const n = read(fds[0], p, left);
-        if (n <= 0)
-            break;
-        p += n;
-        left -= static_cast<std::size_t>(n);
-    }
-    close(fds[0]);
     int status = 0;
     waitpid(pid, &status, 0);
-    if (left != 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
+    std::vector<CLibraryReading> out(readings, readings + instants.size());
+    munmap(shared, bytes);
+    if (pid < 0 || !WIFEXITED(status) || WEXITSTATUS(status) != 0)
         return {};
     return out;
 }
@@ -376,16 +349,13 @@ TEST(TimeZone, WindowsRecordAndDisplayName) {
         EXPECT_EQ(tzi.Bias, c.bias) << c.zone;
         EXPECT_EQ(tzi.StandardBias, 0) << c.zone;
         EXPECT_EQ(tzi.DaylightBias, c.daylightBias) << c.zone;
-        int const dst[] = {tzi.DaylightDate.wYear, tzi.DaylightDate.wMonth,
-                           tzi.DaylightDate.wDayOfWeek, tzi.DaylightDate.wDay,
-                           tzi.DaylightDate.wHour};
-        int const std_[] = {tzi.StandardDate.wYear, tzi.StandardDate.wMonth,
-                            tzi.StandardDate.wDayOfWeek, tzi.StandardDate.wDay,
-                            tzi.StandardDate.wHour};
-        EXPECT_EQ(std::vector<int>(dst, dst + 5),
+        auto rule = [](const _SYSTEMTIME& d) {
+            return std::vector<int>{d.wYear, d.wMonth, d.wDayOfWeek, d.wDay, d.wHour};
+        };
+        EXPECT_EQ(rule(tzi.DaylightDate),
                   (std::vector<int>{0, c.dstMonth, c.dstWeekday, c.dstWeek, c.dstHour}))
             << c.zone;
-        EXPECT_EQ(std::vector<int>(std_, std_ + 5),
+        EXPECT_EQ(rule(tzi.StandardDate),
                   (std::vector<int>{0, c.stdMonth, c.stdWeekday, c.stdWeek, c.stdHour}))
             << c.zone;
         EXPECT_EQ(Utf8(tzi.StandardName), c.standardName) << c.zone;
