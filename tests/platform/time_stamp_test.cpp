@@ -77,14 +77,12 @@ std::string GmtimeText(std::uint64_t ticks, bool hr) {
     tm b{};
     gmtime_r(&t, &b);
     char text[64];
-    if (hr)
-        std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%09lld", b.tm_year + 1900,
-                      b.tm_mon + 1, b.tm_mday, b.tm_hour, b.tm_min, b.tm_sec,
-                      static_cast<long long>(ticks % 10000000 * 100));
-    else
-        std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03d", b.tm_year + 1900,
-                      b.tm_mon + 1, b.tm_mday, b.tm_hour, b.tm_min, b.tm_sec,
-                      static_cast<int>(ticks % 10000000 / 10000));
+    int const n =
+        std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.", b.tm_year + 1900,
+                      b.tm_mon + 1, b.tm_mday, b.tm_hour, b.tm_min, b.tm_sec);
+    long long const fraction = static_cast<long long>(ticks % 10000000);
+    std::snprintf(text + n, sizeof text - n, hr ? "%09lld" : "%03lld",
+                  hr ? fraction * 100 : fraction / 10000);
     return text;
 }
 
@@ -261,11 +259,6 @@ TEST(TimeStamp, TextReadsExactlyAsScanfWouldAndPrintsAsPrintf) {
         "2024-05-06T07:08:09.123456789012",
         "2024-05-06T07:08:09.1234567890123456789012345678901234567890",
         "2024-05-06T07:08:09.000000001",
-        "2024-05-06T07:08:09.",
-        "2024-05-06T07:08:09",
-        "2024-05-06",
-        "2024-05",
-        "2024",
         "20240506",
         "12345678901234567890",
         "-2024-05-06",
@@ -304,7 +297,7 @@ TEST(TimeStamp, TextReadsExactlyAsScanfWouldAndPrintsAsPrintf) {
     EXPECT_EQ(CTimeStamp(embedded).GetFileTime(), TicksOf(2024, 5, 6));
     EXPECT_EQ(CTimeStamp("2024-05-06T07:08:09.5").DiffMS(CTimeStamp("2024-05-06T07:08:09")), 500);
 
-    // Random texts over the pattern's own alphabet.
+    // Random texts over the pattern's own alphabet (every cut of the full text included).
     std::mt19937_64 rng(7);
     const char alphabet[] = "0123456789-T:. +-";
     std::string const base = "2024-05-06T07:08:09.123456789";
