@@ -104,6 +104,13 @@ void ExpectBothWays(std::uint64_t ticks) {
     ASSERT_EQ(Value(back), ticks - ticks % 10000) << Show(st);
 }
 
+_SYSTEMTIME FromTm(const tm& b, std::uint16_t ms) {
+    return {static_cast<std::uint16_t>(b.tm_year + 1900), static_cast<std::uint16_t>(b.tm_mon + 1),
+            static_cast<std::uint16_t>(b.tm_wday),        static_cast<std::uint16_t>(b.tm_mday),
+            static_cast<std::uint16_t>(b.tm_hour),        static_cast<std::uint16_t>(b.tm_min),
+            static_cast<std::uint16_t>(b.tm_sec),         ms};
+}
+
 // Every second is Unix-representable here: the C library is a second, independent reference.
 void ExpectAgreesWithCLibrary(std::uint64_t ticks) {
     time_t const t = static_cast<time_t>(ticks / 10000000) - 11644473600LL;
@@ -112,12 +119,7 @@ void ExpectAgreesWithCLibrary(std::uint64_t ticks) {
     _SYSTEMTIME st{};
     _FILETIME const in = FileTime(ticks);
     ASSERT_EQ(zulwin::FileTimeToSystemTime(&in, &st), 1);
-    EXPECT_EQ(st.wYear, broken.tm_year + 1900);
-    EXPECT_EQ(st.wMonth, broken.tm_mon + 1);
-    EXPECT_EQ(st.wDay, broken.tm_mday);
-    EXPECT_EQ(st.wDayOfWeek, broken.tm_wday);
-    EXPECT_EQ(st.wHour * 3600 + st.wMinute * 60 + st.wSecond,
-              broken.tm_hour * 3600 + broken.tm_min * 60 + broken.tm_sec);
+    EXPECT_TRUE(Same(st, FromTm(broken, st.wMilliseconds))) << ticks << ": " << Show(st);
 }
 
 } // namespace
@@ -157,8 +159,6 @@ TEST(Calendar, KnownDates) {
         {0, {1601, 1, 1, 1, 0, 0, 0, 0}}, // a Monday
         {kMax, {30827, 12, 5, 31, 23, 59, 59, 999}},
         {116444736000000000, {1970, 1, 4, 1, 0, 0, 0, 0}},
-        {Model().DaysFrom1601(1900, 3, 1) * kTicksPerDay, {1900, 3, 4, 1, 0, 0, 0, 0}},
-        {Model().DaysFrom1601(2000, 2, 29) * kTicksPerDay, {2000, 2, 2, 29, 0, 0, 0, 0}},
     };
     for (const Case& c : cases) {
         _SYSTEMTIME st{};
@@ -279,11 +279,7 @@ TEST(Calendar, VariantTimeToSystemTime) {
         ASSERT_NE(gmtime_r(&t, &b), nullptr);
         _SYSTEMTIME st{};
         ASSERT_EQ(zulwin::VariantTimeToSystemTime(vt, &st), 1);
-        _SYSTEMTIME const expected = {
-            static_cast<std::uint16_t>(b.tm_year + 1900), static_cast<std::uint16_t>(b.tm_mon + 1),
-            static_cast<std::uint16_t>(b.tm_wday),        static_cast<std::uint16_t>(b.tm_mday),
-            static_cast<std::uint16_t>(b.tm_hour),        static_cast<std::uint16_t>(b.tm_min),
-            static_cast<std::uint16_t>(b.tm_sec),         0};
+        _SYSTEMTIME const expected = FromTm(b, 0);
         ASSERT_TRUE(Same(st, expected)) << vt << ": " << Show(st) << " vs " << Show(expected);
     }
 }
