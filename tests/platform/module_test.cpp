@@ -3,6 +3,7 @@
 #include <platform/platform.h>
 
 #include "support/child_process.h"
+#include "support/scratch.h"
 
 #include <gtest/gtest.h>
 
@@ -10,8 +11,6 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <sstream>
 #include <string>
 #include <sys/stat.h>
 #include <thread>
@@ -256,9 +255,8 @@ TEST(ModuleEntry, TwinModulesKeepTheirOwnProtocol) {
 // Detach and unregistration happen when the plug-in's load-time destructor runs, which its own
 // reference on its file delays to process exit: watch a child process exit.
 TEST(SamplePlugin, DetachesAndUnregistersAtExit) {
-    char dir[] = "/tmp/plugin-evidence-XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    std::string const evidence = std::string(dir) + "/log";
+    test_support::ScratchDir dir;
+    std::string const evidence = dir / "log";
     setenv("SAMPLE_PLUGIN_EVIDENCE", evidence.c_str(), 1);
     int status = 0;
     std::string const out =
@@ -266,12 +264,7 @@ TEST(SamplePlugin, DetachesAndUnregistersAtExit) {
     unsetenv("SAMPLE_PLUGIN_EVIDENCE");
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
     EXPECT_NE(out.find("registered=1"), std::string::npos) << out;
-    std::ifstream log(evidence);
-    std::stringstream lines;
-    lines << log.rdbuf();
-    EXPECT_EQ(lines.str(), "attach\ndetach\nunregistered\n");
-    std::remove(evidence.c_str());
-    rmdir(dir);
+    EXPECT_EQ(test_support::ReadFile(evidence), "attach\ndetach\nunregistered\n");
 }
 
 // A module reported relative to the current directory is stored as an absolute, canonical
@@ -280,14 +273,12 @@ TEST(SamplePlugin, RelativeLoadNameBecomesCanonical) {
     std::string const plugin = SAMPLE_PLUGIN_PATH;
     std::string const dir = Dir(plugin);
     std::string const base = plugin.substr(dir.size() + 1);
-    char cwd[4096];
-    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    test_support::CwdGuard cwd;
     ASSERT_EQ(chdir(dir.c_str()), 0);
     std::string const viaDot =
         test_support::RunAndCapture({PLATFORM_PROBE_PATH, "load", "./" + base});
     std::string const viaParent = test_support::RunAndCapture(
         {PLATFORM_PROBE_PATH, "load", "../" + dir.substr(Dir(dir).size() + 1) + "/./" + base});
-    ASSERT_EQ(chdir(cwd), 0);
     EXPECT_EQ(viaDot, "file=" + plugin + "\nregistered=1\n");
     EXPECT_EQ(viaParent, "file=" + plugin + "\nregistered=1\n");
 }
