@@ -25,7 +25,6 @@ bool Parse(const std::string& text, _TzPosixRule& rule) {
     return _ParseTzPosixRule(text.data(), text.size(), rule);
 }
 
-// Sets TZ for the C library for the life of the object.
 std::vector<unsigned char> ReadFile(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::vector<unsigned char>(std::istreambuf_iterator<char>(in), {});
@@ -180,10 +179,8 @@ TEST(TzifReader, RefusesCorruptedCountsAndIndexes) {
             for (std::uint32_t value : {0xFFFFFFFFu, 0x80000000u, 0x10000u, 257u}) {
                 std::vector<unsigned char> bad = bytes;
                 std::size_t const at = header + 20 + field * 4;
-                bad[at] = static_cast<unsigned char>(value >> 24);
-                bad[at + 1] = static_cast<unsigned char>(value >> 16);
-                bad[at + 2] = static_cast<unsigned char>(value >> 8);
-                bad[at + 3] = static_cast<unsigned char>(value);
+                for (std::size_t k = 0; k < 4; ++k)
+                    bad[at + k] = static_cast<unsigned char>(value >> (24 - 8 * k));
                 _TzZone zone;
                 EXPECT_FALSE(_ReadTzif(bad.data(), bad.size(), zone)) << header << " " << field;
             }
