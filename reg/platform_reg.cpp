@@ -374,15 +374,21 @@ int Add(const std::vector<std::string>& argv) {
     }
     EnsureDataDir();
     RequireReadableIfPresent(file);
-    zulwin::CRegKey reg;
-    reg.Create(file.c_str(), key.c_str());
+    // Asked before anything is created, so that a refusal leaves no new key behind either.
     if (args.hasName) {
+        zulwin::CRegKey existing;
         Value old;
-        if (ReadValue(reg, value.name, value.type, old)) {
+        bool const exists = existing.Open(file.c_str(), key.c_str()) == 0 &&
+                            ReadValue(existing, value.name, value.type, old);
+        existing.Close();
+        if (exists)
             ConfirmOrCancel(args.force, "The value " + reg_text::DisplayName(value.name) + " (" +
                                             reg_text::TypeName(value.type) + ") exists in " + key +
                                             "; overwrite it");
-        }
+    }
+    zulwin::CRegKey reg;
+    reg.Create(file.c_str(), key.c_str());
+    if (args.hasName) {
         switch (value.type) {
         case Type::Dword:
             reg.SetDWORDValue(value.name.c_str(), value.dword);

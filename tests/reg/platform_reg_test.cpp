@@ -394,6 +394,18 @@ TEST(PlatformReg, CreatesTheDataDirectoryAndRefusesUnreadableFiles) {
     EXPECT_EQ(app.Reg({"export", "bad.ini"}).status, 13);
 }
 
+// A refused overwrite leaves the file exactly as it was, even where adding would also have
+// created a missing parent key.
+TEST(PlatformReg, RefusalCreatesNothing) {
+    App app;
+    std::string const text = "[P\\C]\nV@DWORD = 1\n";
+    WriteFile(app.data + "o.ini", text);
+    Outcome const r = app.Reg({"add", "o.ini", "P\\C", "/v", "V", "/t", "REG_DWORD", "/d", "2"});
+    EXPECT_EQ(r.status, 5);
+    EXPECT_NE(r.err.find("/f"), std::string::npos) << r.err;
+    EXPECT_EQ(app.File("o.ini"), text);
+}
+
 // Without --dir the tool works on its own application directory: a copy of it in a fresh
 // directory uses that directory's data directory.
 TEST(PlatformReg, DefaultsToItsOwnDirectory) {
