@@ -4,16 +4,19 @@
 #include <platform/calendar.h>
 #include <platform/last_error.h>
 
+#include "support/time_records.h"
+
 #include <gtest/gtest.h>
 
 #include <time.h>
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
 #include <limits>
 #include <random>
 #include <vector>
+
+using namespace test_support;
 
 namespace {
 
@@ -75,24 +78,6 @@ const CivilModel& Model() {
     return model;
 }
 
-std::uint64_t Value(const _FILETIME& ft) {
-    return static_cast<std::uint64_t>(ft.dwHighDateTime) << 32 | ft.dwLowDateTime;
-}
-_FILETIME FileTime(std::uint64_t v) {
-    return {static_cast<std::uint32_t>(v), static_cast<std::uint32_t>(v >> 32)};
-}
-
-bool Same(const _SYSTEMTIME& a, const _SYSTEMTIME& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-std::string Show(const _SYSTEMTIME& st) {
-    char text[80];
-    std::snprintf(text, sizeof text, "%u-%u-%u (dow %u) %u:%u:%u.%u", st.wYear, st.wMonth, st.wDay,
-                  st.wDayOfWeek, st.wHour, st.wMinute, st.wSecond, st.wMilliseconds);
-    return text;
-}
-
 void ExpectBothWays(std::uint64_t ticks) {
     _SYSTEMTIME st{};
     _FILETIME const in = FileTime(ticks);
@@ -104,13 +89,6 @@ void ExpectBothWays(std::uint64_t ticks) {
     ASSERT_EQ(Value(back), ticks - ticks % 10000) << Show(st);
 }
 
-_SYSTEMTIME FromTm(const tm& b, std::uint16_t ms) {
-    return {static_cast<std::uint16_t>(b.tm_year + 1900), static_cast<std::uint16_t>(b.tm_mon + 1),
-            static_cast<std::uint16_t>(b.tm_wday),        static_cast<std::uint16_t>(b.tm_mday),
-            static_cast<std::uint16_t>(b.tm_hour),        static_cast<std::uint16_t>(b.tm_min),
-            static_cast<std::uint16_t>(b.tm_sec),         ms};
-}
-
 // Every second is Unix-representable here: the C library is a second, independent reference.
 void ExpectAgreesWithCLibrary(std::uint64_t ticks) {
     time_t const t = static_cast<time_t>(ticks / 10000000) - 11644473600LL;
@@ -119,7 +97,7 @@ void ExpectAgreesWithCLibrary(std::uint64_t ticks) {
     _SYSTEMTIME st{};
     _FILETIME const in = FileTime(ticks);
     ASSERT_EQ(zulwin::FileTimeToSystemTime(&in, &st), 1);
-    EXPECT_TRUE(Same(st, FromTm(broken, st.wMilliseconds))) << ticks << ": " << Show(st);
+    EXPECT_TRUE(Same(st, Record(broken, st.wMilliseconds))) << ticks << ": " << Show(st);
 }
 
 } // namespace
@@ -279,7 +257,7 @@ TEST(Calendar, VariantTimeToSystemTime) {
         ASSERT_NE(gmtime_r(&t, &b), nullptr);
         _SYSTEMTIME st{};
         ASSERT_EQ(zulwin::VariantTimeToSystemTime(vt, &st), 1);
-        _SYSTEMTIME const expected = FromTm(b, 0);
+        _SYSTEMTIME const expected = Record(b, 0);
         ASSERT_TRUE(Same(st, expected)) << vt << ": " << Show(st) << " vs " << Show(expected);
     }
 }

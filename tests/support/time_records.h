@@ -1,0 +1,49 @@
+// Time records for the calendar and time tests: FILETIME values both ways, SYSTEMTIME records
+// built from fields or from a C library breakdown, compared byte for byte and shown as text.
+#pragma once
+
+#include <platform/calendar.h>
+
+#include <time.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+#include <string>
+
+namespace test_support {
+
+inline _FILETIME FileTime(std::uint64_t ticks) {
+    return {static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
+}
+
+inline std::uint64_t Value(const _FILETIME& ft) {
+    return static_cast<std::uint64_t>(ft.dwHighDateTime) << 32 | ft.dwLowDateTime;
+}
+
+// A record of the given fields, with weekday 0.
+inline _SYSTEMTIME Record(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int ms = 0) {
+    auto u = [](int v) { return static_cast<std::uint16_t>(v); };
+    return {u(y), u(mo), 0, u(d), u(h), u(mi), u(s), u(ms)};
+}
+
+// The record of a C library breakdown, its weekday included.
+inline _SYSTEMTIME Record(const tm& b, std::uint16_t ms) {
+    auto u = [](int v) { return static_cast<std::uint16_t>(v); };
+    return {u(b.tm_year + 1900), u(b.tm_mon + 1), u(b.tm_wday), u(b.tm_mday),
+            u(b.tm_hour),        u(b.tm_min),     u(b.tm_sec),  ms};
+}
+
+inline bool Same(const _SYSTEMTIME& a, const _SYSTEMTIME& b) {
+    return std::memcmp(&a, &b, sizeof a) == 0;
+}
+
+inline std::string Show(const _SYSTEMTIME& st) {
+    char text[80];
+    std::snprintf(text, sizeof text, "%u-%02u-%02u (dow %u) %02u:%02u:%02u.%03u", st.wYear,
+                  st.wMonth, st.wDay, st.wDayOfWeek, st.wHour, st.wMinute, st.wSecond,
+                  st.wMilliseconds);
+    return text;
+}
+
+} // namespace test_support
