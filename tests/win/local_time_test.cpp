@@ -5,36 +5,19 @@
 #include <platform/local_time.h>
 
 #include "support/scoped_tz.h"
+#include "support/time_records.h"
 
 #include <gtest/gtest.h>
 
 #include <time.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <random>
 #include <string>
 
+using namespace test_support;
+
 namespace {
-
-_SYSTEMTIME Record(const tm& b, std::uint16_t ms) {
-    return {static_cast<std::uint16_t>(b.tm_year + 1900), static_cast<std::uint16_t>(b.tm_mon + 1),
-            static_cast<std::uint16_t>(b.tm_wday),        static_cast<std::uint16_t>(b.tm_mday),
-            static_cast<std::uint16_t>(b.tm_hour),        static_cast<std::uint16_t>(b.tm_min),
-            static_cast<std::uint16_t>(b.tm_sec),         ms};
-}
-
-bool Same(const _SYSTEMTIME& a, const _SYSTEMTIME& b) {
-    return std::memcmp(&a, &b, sizeof a) == 0;
-}
-
-std::string Show(const _SYSTEMTIME& st) {
-    char text[80];
-    std::snprintf(text, sizeof text, "%u-%02u-%02u (dow %u) %02u:%02u:%02u.%03u", st.wYear,
-                  st.wMonth, st.wDay, st.wDayOfWeek, st.wHour, st.wMinute, st.wSecond,
-                  st.wMilliseconds);
-    return text;
-}
 
 const char* const kZones[] = {"UTC",
                               "Europe/Berlin",
@@ -175,9 +158,4 @@ TEST(LocalTime, UnvalidatedRecordsAreNormalised) {
     _SYSTEMTIME out{};
     ASSERT_EQ(zulwin::TzSpecificLocalTimeToSystemTime(nullptr, &month13, &out), 1);
     EXPECT_TRUE(Same(out, _SYSTEMTIME{2025, 1, 3, 1, 11, 0, 0, 0})) << Show(out);
-}
-
-TEST(LocalTime, ZoneRecordHasTheWindowsLayout) {
-    EXPECT_EQ(sizeof(_TIME_ZONE_INFORMATION), 172u);
-    EXPECT_EQ(offsetof(_TIME_ZONE_INFORMATION, DaylightBias), 168u);
 }
