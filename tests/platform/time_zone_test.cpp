@@ -5,6 +5,7 @@
 #include <platform/time_zone.h>
 
 #include "support/scratch.h"
+#include "support/time_records.h"
 
 #include <gtest/gtest.h>
 
@@ -23,6 +24,7 @@
 #include <string>
 #include <vector>
 
+using test_support::Record;
 using zulplatform::CTimeStamp;
 
 namespace {
@@ -32,26 +34,13 @@ constexpr std::int64_t kTicksPerSecond = 10000000;
 constexpr std::uint64_t kMaxTicks = 0x7FFF35F4F06C58F0;
 
 CTimeStamp Stamp(std::uint64_t ticks) {
-    _FILETIME ft{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
-    return CTimeStamp(ft);
+    return CTimeStamp(test_support::FileTime(ticks));
 }
 CTimeStamp Unix(std::int64_t seconds) {
     return Stamp(static_cast<std::uint64_t>(seconds * kTicksPerSecond + kEpochTicks));
 }
 std::int64_t UnixOf(const CTimeStamp& stamp) {
     return (static_cast<std::int64_t>(stamp.GetFileTime()) - kEpochTicks) / kTicksPerSecond;
-}
-
-_SYSTEMTIME St(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int ms = 0) {
-    _SYSTEMTIME st{};
-    st.wYear = static_cast<std::uint16_t>(y);
-    st.wMonth = static_cast<std::uint16_t>(mo);
-    st.wDay = static_cast<std::uint16_t>(d);
-    st.wHour = static_cast<std::uint16_t>(h);
-    st.wMinute = static_cast<std::uint16_t>(mi);
-    st.wSecond = static_cast<std::uint16_t>(s);
-    st.wMilliseconds = static_cast<std::uint16_t>(ms);
-    return st;
 }
 
 std::string Utf8(const char16_t* s) {
@@ -402,8 +391,8 @@ TEST(TimeZone, DaylightFlagAndTransitions) {
         for (int year : {1918, 1980, 2018, 2019, 2024, 2087, 2500}) {
             std::vector<CTimeZoneTransition> list;
             zone.GetTransitions(year, list);
-            std::int64_t const from = UnixOf(CTimeStamp(St(year, 1, 1)));
-            std::int64_t const to = UnixOf(CTimeStamp(St(year + 1, 1, 1)));
+            std::int64_t const from = UnixOf(CTimeStamp(Record(year, 1, 1)));
+            std::int64_t const to = UnixOf(CTimeStamp(Record(year + 1, 1, 1)));
             std::size_t next = 0;
             std::int64_t previous = from - 900;
             for (std::int64_t t = from; t < to; t += 900) {
@@ -445,37 +434,34 @@ TEST(TimeZone, RecordConversionsKeepToTheValidRange) {
     CTimeZone tokyo, honolulu;
     ASSERT_TRUE(tokyo.Load("Asia/Tokyo"));
     ASSERT_TRUE(honolulu.Load("Pacific/Honolulu"));
-    _SYSTEMTIME out = St(1999, 9, 9);
+    _SYSTEMTIME out = Record(1999, 9, 9);
     _SYSTEMTIME const untouched = out;
-    auto same = [](const _SYSTEMTIME& a, const _SYSTEMTIME& b) {
-        return std::memcmp(&a, &b, sizeof a) == 0;
-    };
     struct Case {
         const CTimeZone* zone;
         bool toLocal;
         _SYSTEMTIME in;
     };
     Case const bad[] = {
-        {&tokyo, true, St(30827, 12, 31, 20)}, // past the last valid year once moved
-        {&honolulu, false, St(30827, 12, 31, 20)},
-        {&honolulu, true, St(1601, 1, 1, 3)}, // before the first valid year
-        {&tokyo, false, St(1601, 1, 1, 3)},
-        {&tokyo, true, St(2024, 13, 1)}, // invalid records
-        {&tokyo, false, St(2024, 1, 1, 24)},
-        {&tokyo, true, St(2024, 1, 1, 0, 0, 0, 1000)},
-        {&tokyo, false, St(1600, 12, 31)},
+        {&tokyo, true, Record(30827, 12, 31, 20)}, // past the last valid year once moved
+        {&honolulu, false, Record(30827, 12, 31, 20)},
+        {&honolulu, true, Record(1601, 1, 1, 3)}, // before the first valid year
+        {&tokyo, false, Record(1601, 1, 1, 3)},
+        {&tokyo, true, Record(2024, 13, 1)}, // invalid records
+        {&tokyo, false, Record(2024, 1, 1, 24)},
+        {&tokyo, true, Record(2024, 1, 1, 0, 0, 0, 1000)},
+        {&tokyo, false, Record(1600, 12, 31)},
     };
     for (const Case& c : bad) {
         zulwin::SetLastError(0);
         bool const ok = c.toLocal ? c.zone->UtcToLocal(c.in, out) : c.zone->LocalToUtc(c.in, out);
         EXPECT_FALSE(ok) << c.in.wYear;
         EXPECT_EQ(zulwin::GetLastError(), 87u);
-        EXPECT_TRUE(same(out, untouched));
+        EXPECT_TRUE(test_support::Same(out, untouched));
     }
     // 2024-02-29 23:30:00.999 UTC is Friday 2024-03-01 08:30 in Tokyo, and back.
-    ASSERT_TRUE(tokyo.UtcToLocal(St(2024, 2, 29, 23, 30, 0, 999), out));
-    EXPECT_TRUE(same(out, [] {
-        _SYSTEMTIME s = St(2024, 3, 1, 8, 30, 0, 999);
+    ASSERT_TRUE(tokyo.UtcToLocal(Record(2024, 2, 29, 23, 30, 0, 999), out));
+    EXPECT_TRUE(test_support::Same(out, [] {
+        _SYSTEMTIME s = Record(2024, 3, 1, 8, 30, 0, 999);
         s.wDayOfWeek = 5;
         return s;
     }()));
