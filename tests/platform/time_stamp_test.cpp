@@ -5,6 +5,7 @@
 #include <platform/time.h>
 
 #include "support/scoped_tz.h"
+#include "support/time_records.h"
 
 #include <gtest/gtest.h>
 
@@ -28,8 +29,7 @@ constexpr std::uint64_t kMax = 0x7FFF35F4F06C58F0;
 constexpr std::uint64_t kEpoch = 116444736000000000;
 
 CTimeStamp At(std::uint64_t ticks) {
-    _FILETIME const ft{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
-    return CTimeStamp(ft);
+    return CTimeStamp(test_support::FileTime(ticks));
 }
 
 // Unix seconds of a UTC calendar time, through the C library.
