@@ -158,12 +158,20 @@ bool CIniFile::Load(CFile& file) {
     std::vector<char> data(static_cast<std::size_t>(length) + 4, 0);
     std::size_t got = 0;
     while (got < length) {
+        // A read that fails returns 0 as the end does; errno tells them apart.
+        errno = 0;
         unsigned int const n = file.Read(data.data() + got, length - got);
+        if (n == 0 && errno == EINTR)
+            continue;
         if (n == 0)
             break;
         got += n;
     }
     file.Seek(0, CFile::begin);
+    // Text that did not all arrive (a read error) is not parsed: a document made from part of
+    // a file must never be saved back over the whole of it.
+    if (got < length)
+        return false;
     std::fill(data.begin() + static_cast<long>(got), data.end(), 0);
 
     auto const* b = reinterpret_cast<unsigned char const*>(data.data());

@@ -56,15 +56,14 @@ int WritePrivateProfileString(char const* section, char const* key, char const* 
     inifile::_CIniWriteLock lock;
     bool const locked = lock.Acquire(fileName);
     CIniFile ini;
-    if (locked)
-        ini.Load(lock.File());
-    else
-        ini.Load(fileName);
+    bool const loaded = locked ? ini.Load(lock.File()) : ini.Load(fileName);
     if (value == nullptr)
         ini.RemoveValue(section, key);
     else
         ini.WriteValue(section, key, value);
-    if (locked)
+    // A file that could not be read whole is left as it is, like one that does not parse: the
+    // save merges by section counts, and a document missing sections would drop them.
+    if (locked && loaded)
         inifile::_SaveLocked(ini, fileName, lock.File());
     return 1;
 }

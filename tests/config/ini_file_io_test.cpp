@@ -3,6 +3,7 @@
 #include <platform/exception.h>
 #include <platform/file.h>
 #include <platform/ini_file.h>
+#include <platform/mem_file.h>
 
 #include "support/scratch.h"
 
@@ -14,6 +15,8 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <filesystem>
 #include <iterator>
 #include <random>
@@ -76,6 +79,52 @@ TEST(IniFileLoad, ChoosesTheEncodingByTheFirstBytes) {
     CIniFile ini;
     EXPECT_FALSE(ini.Load((dir / "missing.ini").c_str()));
     EXPECT_FALSE(ini.Load(dir.c_str())) << "a directory is no INI file";
+}
+
+// A memory file that hands out a few bytes a read and makes its `failAt`-th read fail as a
+// disk file's does: nothing read, errno set.
+class FailingReads : public zulwin::CMemFile {
+public:
+    FailingReads(std::string& text, int failAt, int error)
+        : CMemFile(reinterpret_cast<unsigned char*>(&text[0]),
+                   static_cast<unsigned long>(text.size())),
+          m_failAt(failAt), m_error(error) {}
+    unsigned int Read(void* buffer, unsigned long count) override {
+        if (++m_reads == m_failAt) {
+            errno = m_error;
+            return 0;
+        }
+        return CMemFile::Read(buffer, std::min(count, 5ul));
+    }
+    int Reads() const { return m_reads; }
+
+private:
+    int m_reads = 0;
+    int const m_failAt;
+    int const m_error;
+};
+
+// A document made from part of a file must never be taken for the file: a save would merge it
+// into, or write it over, the whole. An interrupted read is only a pause.
+TEST(IniFileLoad, AFailedReadLoadsNothingAndAnInterruptedOneIsRetried) {
+    std::string const text = "[A]\nk = v\n\n[B]\nx = 1\n\n";
+    std::string image = text;
+    FailingReads whole(image, 0, 0);
+    CIniFile ini;
+    ASSERT_TRUE(ini.Load(whole));
+    int const reads = whole.Reads();
+    ASSERT_GT(reads, 3);
+    for (int failAt = 1; failAt <= reads; ++failAt) {
+        SCOPED_TRACE(failAt);
+        FailingReads broken(image, failAt, EIO);
+        EXPECT_FALSE(ini.Load(broken));
+        EXPECT_EQ(broken.GetPosition(), 0u);
+        FailingReads interrupted(image, failAt, EINTR);
+        ASSERT_TRUE(ini.Load(interrupted));
+        CString value;
+        EXPECT_TRUE(ini.ReadValue("B", "x", value));
+        EXPECT_EQ(value, "1");
+    }
 }
 
 TEST(IniFileLoad, RandomBytesNeverCrash) {

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <fstream>
 #include <functional>
 #include <map>
@@ -37,9 +38,9 @@ std::string ReadText(const std::string& path) {
 }
 
 ProbeRun RunProbe(const std::vector<std::string>& args, const std::string& dir, const char* call,
-                  const char* error, long nth) {
+                  const char* error, long nth, const std::string& probe = FAULT_PROBE_PATH) {
     std::string const report = dir + "/../fault-report";
-    std::vector<std::string> argv = {FAULT_PROBE_PATH};
+    std::vector<std::string> argv = {probe};
     argv.insert(argv.end(), args.begin(), args.end());
     int status = -1;
     std::string const out = RunAndCapture(
@@ -93,7 +94,8 @@ std::map<std::string, long> UnderEveryFailure(
     const std::function<void()>& prepare,
     const std::function<void(const ProbeRun&, const std::string& call, const std::string& error)>&
         check,
-    const std::function<void(const ProbeRun&)>& complete) {
+    const std::function<void(const ProbeRun&)>& complete,
+    const std::string& probe = FAULT_PROBE_PATH) {
     std::map<std::string, long> calls;
     for (const char* call : kCalls)
         for (const char* error : kErrors)
@@ -101,7 +103,7 @@ std::map<std::string, long> UnderEveryFailure(
                 SCOPED_TRACE(std::string(call) + " " + error + " #" + std::to_string(nth));
                 prepare();
                 std::vector<std::string> const before = Listing(dir);
-                ProbeRun const run = RunProbe(args, dir, call, error, nth);
+                ProbeRun const run = RunProbe(args, dir, call, error, nth, probe);
                 EXPECT_EQ(run.fdsBefore, run.fdsAfter) << "a descriptor leaked";
                 if (!run.failed) {
                     complete(run);
@@ -214,6 +216,149 @@ TEST(Faults, CGrowableBufferSaveThrowsItsCause) {
         });
     EXPECT_EQ(calls.at("open"), 1);
     EXPECT_GE(calls.at("write"), 2);
+}
+
+// The content a run without any failure leaves, from the state `prepare` sets up.
+std::string CompleteContent(const std::vector<std::string>& args, const std::string& dir,
+                            const std::string& file, const std::function<void()>& prepare,
+                            const std::string& probe = FAULT_PROBE_PATH) {
+    prepare();
+    ProbeRun const run = RunProbe(args, dir, "open", "EIO", 0, probe);
+    EXPECT_EQ(run.outcome, "ok");
+    return ReadText(file);
+}
+
+// The configuration writers replace a file as a whole: whatever fails, the file holds the old
+// text or the complete new one, and a failed run leaves nothing else in the directory. Each
+// failure surfaces as `expected` says (the outcome, given the call that failed and whether the
+// old content stayed).
+// `alsoValid`, when not empty, is a third content that failures of open and read may leave.
+void ReplacesWhole(
+    const std::string& dir, const std::string& file, const std::vector<std::string>& args,
+    const std::string& old,
+    const std::function<std::vector<std::string>(const std::string& call, bool kept)>& expected,
+    const std::string& probe = FAULT_PROBE_PATH, const std::string& alsoValid = "") {
+    auto const prepare = [&] {
+        fs::remove_all(dir);
+        fs::create_directories(dir);
+        WriteFile(file, old);
+    };
+    std::string const fresh = CompleteContent(args, dir, file, prepare, probe);
+    ASSERT_NE(fresh, old);
+    auto const calls = UnderEveryFailure(
+        dir, args, true, prepare,
+        [&](const ProbeRun& run, const std::string& call, const std::string&) {
+            std::string const content = ReadText(file);
+            bool const kept = content == old;
+            bool const early = call == "open" || call == "read";
+            EXPECT_TRUE(kept || content == fresh ||
+                        (early && !alsoValid.empty() && content == alsoValid))
+                << content;
+            auto const outcomes = expected(call, kept);
+            EXPECT_NE(std::find(outcomes.begin(), outcomes.end(), run.outcome), outcomes.end())
+                << run.outcome << " kept=" << kept;
+        },
+        [&](const ProbeRun& run) {
+            EXPECT_EQ(run.outcome, "ok");
+            EXPECT_EQ(ReadText(file), fresh);
+        },
+        probe);
+    // The old file is read, a temporary file made and written, and renamed over it.
+    EXPECT_GE(calls.at("open"), 2);
+    EXPECT_GE(calls.at("read"), 1);
+    EXPECT_GE(calls.at("write"), 1);
+    EXPECT_EQ(calls.at("rename"), 1);
+}
+
+TEST(Faults, CIniFileSaveLeavesTheOldFileOrTheNewOne) {
+    ScratchDir scratch;
+    std::string const dir = scratch / "d";
+    std::string const file = dir + "/settings.ini";
+    ReplacesWhole(dir, file, {"ini", file}, "[A]\nk = old\n\n[B]\nx = 1\n\n",
+                  [](const std::string& call, bool kept) -> std::vector<std::string> {
+                      if (!kept)
+                          return {"ok"};
+                      // A write error is the INI write error; anything else before the
+                      // rename is reported by the result.
+                      return call == "write" ? std::vector<std::string>{"exception -3"}
+                                             : std::vector<std::string>{"false"};
+                  });
+}
+
+TEST(Faults, WritePrivateProfileStringLeavesTheOldFileOrTheNewOne) {
+    ScratchDir scratch;
+    std::string const dir = scratch / "d";
+    std::string const file = dir + "/app.ini";
+    ReplacesWhole(dir, file, {"profile", file}, "[A]\nk = old\nj = 2\n\n",
+                  [](const std::string& call, bool kept) -> std::vector<std::string> {
+                      // Always true; only the write error passes out.
+                      if (kept && call == "write")
+                          return {"exception -3"};
+                      return {"ok"};
+                  });
+}
+
+TEST(Faults, CRegKeyFlushLeavesTheOldFileOrTheNewOne) {
+    ScratchDir scratch;
+    // The registry lives below the executable's directory: the probe runs from a copy of its
+    // own in the scratch directory.
+    std::string const bin = scratch / "bin";
+    fs::create_directories(bin);
+    std::string const probe = bin + "/fault_probe";
+    fs::copy_file(FAULT_PROBE_PATH, probe);
+    std::string const dir = bin + "/user_data";
+    std::string const file = dir + "/registry";
+    // A key opened on a file that cannot be opened or read starts from an empty document, as
+    // reads never fail loudly; its flush then writes what it holds, and the file's other keys
+    // are lost. That outcome is allowed for failures of open and read only.
+    std::string const fromNothing = CompleteContent(
+        {"registry", "registry"}, dir, file,
+        [&] {
+            fs::remove_all(dir);
+            fs::create_directories(dir);
+        },
+        probe);
+    ReplacesWhole(
+        dir, file, {"registry", "registry"},
+        "[Other]\nx@DWORD = 1\n\n[Settings]\n\n[Settings\\Net]\nHost@STRING = old\n"
+        "Port@DWORD = 502\n\n",
+        [](const std::string& call, bool kept) -> std::vector<std::string> {
+            // Flush and Close report success whatever the save did; only the write
+            // error passes out. The key's destructor, on the way out, saves the still
+            // modified document again, which may then succeed.
+            if (call != "write")
+                return {"ok"};
+            if (kept)
+                return {"exception -3"};
+            return {"exception -3", "ok"};
+        },
+        probe, fromNothing);
+}
+
+TEST(Faults, CTimeStampSaveThrowsItsCause) {
+    ScratchDir scratch;
+    std::string const dir = scratch / "d";
+    std::string const file = dir + "/stamp";
+    auto const calls = UnderEveryFailure(
+        dir, {"timestamp", file}, false,
+        [&] {
+            fs::remove_all(dir);
+            fs::create_directories(dir);
+        },
+        [&](const ProbeRun& run, const std::string& call, const std::string& error) {
+            if (call == "open") {
+                EXPECT_EQ(run.outcome, "false");
+            } else {
+                ASSERT_EQ(call, "write");
+                EXPECT_EQ(run.outcome, CauseOf(error));
+            }
+        },
+        [&](const ProbeRun& run) {
+            EXPECT_EQ(run.outcome, "ok");
+            EXPECT_EQ(fs::file_size(file), 12u); // the magic, then the 64-bit value
+        });
+    EXPECT_EQ(calls.at("open"), 1);
+    EXPECT_GE(calls.at("write"), 1);
 }
 
 } // namespace
