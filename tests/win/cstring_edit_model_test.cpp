@@ -63,24 +63,23 @@ std::optional<Outcome> ModelReplace(std::string b, const std::string& from, cons
     return Outcome{b, count};
 }
 
-Outcome ModelReplaceChar(std::string b, char from, char to) {
-    if (b.empty() || from == 0 || to == 0 || from == to)
-        return {b, 0};
-    const char text[2] = {from, 0};
-    int count = 0;
-    for (unsigned long pos = 0; ModelFind(b, text, pos); ++count)
-        b[pos] = to;
-    return {b, count};
-}
-
-Outcome ModelRemove(std::string b, char c) {
-    if (b.empty())
-        return {b, 0};
+// Applies `edit` at each hit of the character `c`, round by round.
+template <class Edit> Outcome ModelEachHit(std::string b, char c, Edit edit) {
     const char text[2] = {c, 0};
     int count = 0;
     for (unsigned long pos = 0; ModelFind(b, text, pos); ++count)
-        b.erase(pos, 1);
+        edit(b, pos);
     return {b, count};
+}
+
+Outcome ModelReplaceChar(const std::string& b, char from, char to) {
+    if (from == 0 || to == 0 || from == to)
+        return {b, 0};
+    return ModelEachHit(b, from, [to](std::string& s, unsigned long pos) { s[pos] = to; });
+}
+
+Outcome ModelRemove(const std::string& b, char c) {
+    return ModelEachHit(b, c, [](std::string& s, unsigned long pos) { s.erase(pos, 1); });
 }
 
 // Pieces that make hits overlap and multi-byte sequences straddle the edits: ASCII, valid
