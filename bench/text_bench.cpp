@@ -67,10 +67,7 @@ const std::string& MixedText() {
 const std::string& InterleavedText() {
     static const std::string s = [] {
         static const char* const scripts[][4] = {
-            {"caf\xC3\xA9", "na\xC3\xAFve",
-             "\xC3\xBC"
-             "ber",
-             "gar\xC3\xA7on"},
+            {"caf\xC3\xA9", "na\xC3\xAFve", "s\xC3\xBC\xC3\x9F", "gar\xC3\xA7on"},
             {"\xCE\xB1\xCE\xB2", "\xCE\x9A\xCF\x8C\xCF\x83\xCE\xBC\xCE\xBF\xCF\x82",
              "\xCE\xBB\xCF\x8C\xCE\xB3\xCE\xBF\xCF\x82", "\xCE\xB5"},
             {"\xD0\xB4\xD0\xB0", "\xD0\x9C\xD0\xB8\xD1\x80",

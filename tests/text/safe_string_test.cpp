@@ -93,6 +93,25 @@ TEST(SafeString, NaturalCompareOrdersDigitRunsByValue) {
                 << order[i] << " vs " << order[j];
 }
 
+// Every length each path handles, with no NUL and with one at every position: the NUL watch of
+// each path must see every byte, the first block's and the overlapping tail's alike.
+TEST(SafeString, HashCStringSeesANulAnywhere) {
+    std::mt19937_64 rng(11);
+    for (std::size_t len = 0; len <= 72; ++len) {
+        for (std::size_t nulAt = 0; nulAt <= len; ++nulAt) { // nulAt == len: none inside
+            std::string bytes(len, '\0');
+            for (char& b : bytes)
+                b = static_cast<char>(1 + rng() % 255);
+            if (nulAt < len)
+                bytes[nulAt] = '\0';
+            zulwin::CString raw('\0', bytes.size());
+            std::copy(bytes.begin(), bytes.end(), raw.GetBuffer());
+            ASSERT_EQ(zulplatform::HashCString(raw), std::hash<std::string>{}(bytes.c_str()))
+                << len << " " << nulAt;
+        }
+    }
+}
+
 TEST(SafeString, HashCStringEqualsTheStandardStringHashUpToTheFirstNul) {
     std::mt19937_64 rng(7);
     for (int round = 0; round < 5000; ++round) {

@@ -25,7 +25,7 @@ using utf8_private::detail::ScanKernel;
 
 // clang-format off
 // Valid words of one to four bytes per character, including the edges of each length's range.
-const char* const kWords[] = {"a", "to", "words", " ", "caf\xC3\xA9", "\xC3\xBC" "ber",
+const char* const kWords[] = {"a", "to", "words", " ", "caf\xC3\xA9", "gar\xC3\xA7on",
     "\xC2\x80", "\xDF\xBF", "\xCE\x9A\xCF\x8C\xCF\x83\xCE\xBC\xCE\xBF\xCF\x82",
     "\xD0\x9C\xD0\xB8\xD1\x80", "\xE4\xB8\xAD\xE6\x96\x87", "\xE0\xA0\x80", "\xED\x9F\xBF",
     "\xEE\x80\x80", "\xEF\xBF\xBF", "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\xF0\x90\x80\x80",
