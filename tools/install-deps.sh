@@ -20,6 +20,7 @@ required=(
   tzdata
   tmux
   doxygen
+  valgrind
 )
 # Peers of the benchmarks.
 optional=(
