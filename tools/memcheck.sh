@@ -18,6 +18,11 @@ mkdir -p "$logs"
 declare -A skip=(
   # Hardware faults turned into exceptions: the invalid accesses are the point of the tests.
   [internal_tests]="SignalScopeTest.*"
+  # The slowest multi-process stress test: 200 forked writers, each killed mid-save and each
+  # running under valgrind too (a fork stays under it), took close to three minutes of the
+  # twelve the whole run took on two cores; a killed process tells nothing about leaks, and the
+  # same saving code runs to completion in the other tests.
+  [config_tests]="IniFileSave.AKilledWriterLeavesTheOldOrTheNewFile"
 )
 
 # fault_tests is left out whole: its operations run in the probe processes it starts under a
