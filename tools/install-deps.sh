@@ -21,6 +21,8 @@ required=(
   tmux
   doxygen
   valgrind
+  libclang-rt-14-dev
+  abigail-tools
 )
 # Peers of the benchmarks.
 optional=(
