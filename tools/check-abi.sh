@@ -27,8 +27,11 @@ command -v abidw >/dev/null || { echo "check-abi: abidw missing (Debian's abigai
 
 current=$(mktemp)
 trap 'rm -f "$current"' EXIT
-abidw --no-corpus-path --headers-dir include/platform --headers-dir "$build/include/platform" \
+abidw --no-corpus-path --no-show-locs --headers-dir include/platform --headers-dir "$build/include/platform" \
       --out-file "$current" "$lib"
+# Paths of translation units name this checkout: keep them relative, so that the baseline does
+# not depend on where it was written.
+sed -i "s|$(pwd)/||g" "$current"
 if [ $update -eq 1 ]; then
   mkdir -p "$(dirname "$baseline")"
   cp "$current" "$baseline"
