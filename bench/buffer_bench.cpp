@@ -6,6 +6,8 @@
 
 #include <platform/strings.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #if PLATFORM_BENCH_HAVE_BOOST
@@ -23,9 +25,7 @@ namespace {
 
 constexpr std::size_t kBytes = 1 << 20;
 
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 std::vector<unsigned char> const& Data() {
     static std::vector<unsigned char> const data = [] {
@@ -106,10 +106,5 @@ int main(int argc, char** argv) {
     std::fprintf(stderr,
                  "note: built without Boost (libboost-dev); its comparisons are left out\n");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench_support::RunBenchmarks(argc, argv);
 }

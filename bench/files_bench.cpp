@@ -9,6 +9,8 @@
 
 #include <platform/files.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -29,9 +31,7 @@ const char* const kSearchRoot = "/usr/include";
 const char* const kPattern = "*.h";
 constexpr long kCopySize = 256L << 20;
 
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 // ---------------------------------------------------------------------------------------------
 // Recursive search

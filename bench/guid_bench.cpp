@@ -8,6 +8,8 @@
 
 #include <platform/system.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #if PLATFORM_BENCH_HAVE_UUID
@@ -26,9 +28,7 @@ namespace {
 
 constexpr int kCount = 1024; // distinct values per pass, so no branch predictor learns one
 
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 std::vector<zulplatform::guid_t> const& Guids() {
     static std::vector<zulplatform::guid_t> const guids = [] {
@@ -168,10 +168,5 @@ int main(int argc, char** argv) {
 #if !PLATFORM_BENCH_HAVE_UUID
     std::fprintf(stderr, "note: built without libuuid (uuid-dev); its comparisons are left out\n");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench_support::RunBenchmarks(argc, argv);
 }

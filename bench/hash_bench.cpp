@@ -4,6 +4,8 @@
 
 #include <platform/strings.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -54,9 +56,7 @@ void BM_StdHashStringView(benchmark::State& state) {
 
 // The fastest repetition is the steadiest figure on a shared machine; run with
 // --benchmark_repetitions=N to get it.
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 } // namespace
 

@@ -9,6 +9,8 @@
 
 #include <platform/config.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #if PLATFORM_BENCH_HAVE_SIMPLEINI
@@ -32,9 +34,7 @@
 
 namespace {
 
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 std::string const& Text() {
     static std::string const text = [] {
@@ -195,10 +195,5 @@ int main(int argc, char** argv) {
 #if !PLATFORM_BENCH_HAVE_INIH
     std::fprintf(stderr, "note: built without inih (libinih-dev); its comparison is left out\n");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench_support::RunBenchmarks(argc, argv);
 }

@@ -8,6 +8,8 @@
 
 #include <platform/files.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
@@ -23,9 +25,7 @@ namespace {
 constexpr long kFileSize = 64L << 20;
 constexpr int kLineLength = 80; // line feed included
 
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 // The text file, written on first use.
 class LineFile {

@@ -8,6 +8,8 @@
 
 #include <platform/time_zone.h>
 
+#include "bench/bench_support.h"
+
 #include <benchmark/benchmark.h>
 
 #if PLATFORM_BENCH_HAVE_CCTZ
@@ -30,9 +32,7 @@ constexpr std::int64_t kEpochTicks = 116444736000000000;
 constexpr std::int64_t kTicksPerSecond = 10000000;
 const char* const kZones[] = {"America/New_York", "Europe/Berlin"};
 
-double Fastest(std::vector<double> const& v) {
-    return *std::min_element(v.begin(), v.end());
-}
+using bench_support::Fastest;
 
 // Unix seconds of 1970 to 2100.
 std::vector<std::int64_t> const& Instants() {
@@ -158,10 +158,5 @@ int main(int argc, char** argv) {
 #if !PLATFORM_BENCH_HAVE_CCTZ
     std::fprintf(stderr, "note: built without CCTZ (libcctz-dev); its comparisons are left out\n");
 #endif
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    benchmark::RunSpecifiedBenchmarks();
-    benchmark::Shutdown();
-    return 0;
+    return bench_support::RunBenchmarks(argc, argv);
 }
