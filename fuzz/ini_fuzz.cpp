@@ -49,6 +49,16 @@ bool HasLineBreak(const std::string& s) {
     return s.find_first_of("\r\n") != std::string::npos;
 }
 
+// The reader walks the text in 16-bit units, so a character beyond the Basic Multilingual Plane
+// (a four-byte sequence or longer) comes back as "?". Stored names are valid UTF-8, so a lead
+// byte of 0xF0 or above marks one.
+bool HasCharBeyondBmp(const std::string& s) {
+    for (char c : s)
+        if (static_cast<unsigned char>(c) >= 0xF0)
+            return true;
+    return false;
+}
+
 bool IsTrimmed(const std::string& s) {
     return s.empty() || (!IsTrimSpace(s.front()) && !IsTrimSpace(s.back()));
 }
@@ -57,10 +67,13 @@ bool IsTrimmed(const std::string& s) {
 // line break in its name; a key line is read up to its first "=", trimmed, is a comment or a
 // header when it starts with ";", "#" or "[", and loses any leading white space the C library
 // knows (vertical tab and form feed too, which trimming keeps); values are trimmed; entries with an
-// empty key are not written, so only the empty value a header records survives under one.
+// empty key are not written, so only the empty value a header records survives under one; and
+// no name or value may hold a character beyond the Basic Multilingual Plane.
 bool Survives(const Entries& entries) {
     for (const auto& [section, key, value] : entries) {
         if (section.empty() || HasLineBreak(section) || section.find(']') != std::string::npos)
+            return false;
+        if (HasCharBeyondBmp(section) || HasCharBeyondBmp(key) || HasCharBeyondBmp(value))
             return false;
         if (key == kSectionMark)
             continue;
