@@ -4,6 +4,9 @@
 #include <platform/registry.h>
 #include <platform/safe_string.h>
 
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <vector>
@@ -23,10 +26,29 @@ enum : int {
 
 } // namespace
 
+namespace {
+
+// Whether `path` names nothing at all, as opposed to something that could not be read.
+bool IsMissing(char const* path) {
+    struct stat st;
+    return ::stat(path, &st) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
+// Saves the key's document when it changed, unless the file it stands for could not be read
+// when the key was made: that document lacks the file's other keys, and the save would drop
+// them as soon as the file reads again.
+void SaveChanges(_CIniFileMapping& mapping) {
+    if (mapping.ini.IsModified() && !mapping.unreadable)
+        mapping.ini.Save(mapping.filePath.GetString());
+}
+
+} // namespace
+
 _CIniFileMapping* _GetIniFileMapping(char const* fileName) {
     auto* mapping = new _CIniFileMapping;
     mapping->filePath = zulplatform::GetDefaultAppDataDir() + fileName;
-    mapping->ini.Load(mapping->filePath.GetString());
+    char const* const path = mapping->filePath.GetString();
+    mapping->unreadable = !mapping->ini.Load(path) && !IsMissing(path);
     return mapping;
 }
 
@@ -79,16 +101,14 @@ int CRegKey::Close() {
             mapping = nullptr;
         }
     } release{m_mapping};
-    if (m_mapping->ini.IsModified())
-        m_mapping->ini.Save(m_mapping->filePath.GetString());
+    SaveChanges(*m_mapping);
     return kSuccess;
 }
 
 int CRegKey::Flush() {
     if (m_mapping == nullptr)
         return kInvalidHandle;
-    if (m_mapping->ini.IsModified())
-        m_mapping->ini.Save(m_mapping->filePath.GetString());
+    SaveChanges(*m_mapping);
     return kSuccess;
 }
 

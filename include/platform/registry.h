@@ -18,11 +18,15 @@ struct PLATFORM_API _CIniFileMapping {
     CString filePath; ///< the registry file
     CString keyPath;  ///< the open key: the section values go to
     CIniFile ini;     ///< the file's content, with the changes not yet saved
+    /// The file exists but could not be loaded whole (a read error, text that does not parse):
+    /// `ini` then lacks some of its keys, and the key never saves over the file.
+    bool unreadable = false;
 };
 
 /// A fresh mapping of GetDefaultAppDataDir() + `fileName` (appended as given: separators and
-/// ".." are not checked), loaded now; a missing file or one that does not parse gives an empty or
-/// partial document. The caller deletes it.
+/// ".." are not checked), loaded now; a missing file gives an empty document, one that exists but
+/// cannot be read or does not parse an empty or partial one marked `unreadable`. The caller
+/// deletes it.
 PLATFORM_API _CIniFileMapping* _GetIniFileMapping(char const* fileName);
 
 /// A registry key of an INI-file registry. Two keys on one file hold independent copies; the one
@@ -48,8 +52,11 @@ public:
     /// Creates the key and every key above it (`A`, `A\B`, ...); an existing key is kept.
     int Create(char const* fileName, char const* keyPath);
     /// Saves when changed (a failed save is silent), then closes. 0 also when already closed.
+    /// A key whose file existed but could not be read when the key was made never saves: its
+    /// document lacks the file's other keys, which a save would drop.
     int Close();
-    /// Saves when changed; 0 even when the save failed, 6 when not open.
+    /// Saves when changed, as Close does; 0 even when the save failed or was left out, 6 when
+    /// not open.
     int Flush();
 
     /// The value "name@DWORD" read as _ttoui reads it.

@@ -216,6 +216,27 @@ TEST_F(Registry, AFileThatDoesNotParseIsNeverOverwritten) {
     EXPECT_EQ(ReadFile(Path()), "[K]\nbroken line\n");
 }
 
+// The key read only part of the file; once the file reads again, saving the key's document
+// would replace the file's other keys by nothing. Neither Flush nor Close writes.
+TEST_F(Registry, AKeyOnAFileItCouldNotReadNeverSavesOverItLater) {
+    WriteFile(Path(), "[K]\nbroken line\n");
+    CRegKey key;
+    ASSERT_EQ(key.Open(Name().c_str(), "K", 0), 0);
+    EXPECT_EQ(key.SetDWORDValue("v", 1), 0);
+    std::string const repaired = "[K]\nold@DWORD = 7\n\n[Other]\nx@STRING = kept\n\n";
+    WriteFile(Path(), repaired);
+    EXPECT_EQ(key.Flush(), 0);
+    EXPECT_EQ(key.Close(), 0);
+    EXPECT_EQ(ReadFile(Path()), repaired);
+
+    // A missing file is no such case: the key's first save creates it.
+    CRegKey fresh;
+    ASSERT_EQ(fresh.Create(Name("new.ini").c_str(), "K"), 0);
+    EXPECT_EQ(fresh.SetDWORDValue("v", 1), 0);
+    EXPECT_EQ(fresh.Flush(), 0);
+    EXPECT_EQ(ReadFile(Path("new.ini")), "[K]\nv@DWORD = 1\n\n");
+}
+
 // Processes creating, setting and closing keys in one registry file at the same time: the file
 // parses at every moment.
 TEST_F(Registry, ConcurrentProcessesNeverLeaveABrokenFile) {
