@@ -207,24 +207,19 @@ TEST_F(Registry, KeysHoldIndependentCopiesAndOnlyChangesAreSaved) {
     EXPECT_EQ(before.st_ino, after.st_ino);
 }
 
-TEST_F(Registry, AFileThatDoesNotParseIsNeverOverwritten) {
-    WriteFile(Path(), "[K]\nbroken line\n");
-    CRegKey key;
-    EXPECT_EQ(key.Open(Name().c_str(), "K", 0), 0) << "the part before the bad line is kept";
-    EXPECT_EQ(key.SetDWORDValue("v", 1), 0);
-    EXPECT_EQ(key.Close(), 0);
-    EXPECT_EQ(ReadFile(Path()), "[K]\nbroken line\n");
-}
-
-// The key read only part of the file; once the file reads again, saving the key's document
-// would replace the file's other keys by nothing. Neither Flush nor Close writes.
+// A file that does not parse is never written over: the key reads the part before the bad
+// line, and its document lacks the rest of the file. Once the file reads again, saving that
+// document would replace the file's other keys by nothing, so neither Flush nor Close writes.
 TEST_F(Registry, AKeyOnAFileItCouldNotReadNeverSavesOverItLater) {
     WriteFile(Path(), "[K]\nbroken line\n");
     CRegKey key;
-    ASSERT_EQ(key.Open(Name().c_str(), "K", 0), 0);
+    ASSERT_EQ(key.Open(Name().c_str(), "K", 0), 0) << "the part before the bad line is kept";
     EXPECT_EQ(key.SetDWORDValue("v", 1), 0);
+    EXPECT_EQ(key.Flush(), 0);
+    EXPECT_EQ(ReadFile(Path()), "[K]\nbroken line\n");
     std::string const repaired = "[K]\nold@DWORD = 7\n\n[Other]\nx@STRING = kept\n\n";
     WriteFile(Path(), repaired);
+    EXPECT_EQ(key.SetDWORDValue("v", 2), 0);
     EXPECT_EQ(key.Flush(), 0);
     EXPECT_EQ(key.Close(), 0);
     EXPECT_EQ(ReadFile(Path()), repaired);
