@@ -183,6 +183,9 @@ TEST(SharedObject, CreateAndDestroy) {
     std::string const file = obj->GetModuleFileName();
     EXPECT_EQ(file.front(), '/');
     EXPECT_NE(file.find("platform_tests"), std::string::npos);
+    // The application object is the executable's module, with a handle of its own.
+    EXPECT_EQ(file, App()->GetModuleFileName());
+    EXPECT_NE(App()->GetHandle(), nullptr);
     EXPECT_TRUE(App()->IsValidSharedObject(obj));
     zulplatform::DestroySharedObject(obj);
     EXPECT_FALSE(App()->IsValidSharedObject(reinterpret_cast<ISharedObject*>(obj)));
@@ -300,14 +303,6 @@ TEST(Application, SecondInstanceIsDetected) {
     }
     test_support::ChildProcess third({PLATFORM_PROBE_PATH, "instance"});
     EXPECT_EQ(third.ReadLine(), "running=0");
-}
-
-TEST(Application, ModuleOfTheExecutable) {
-    CApp* app = App();
-    EXPECT_NE(app->GetHandle(), nullptr);
-    std::string const file = app->GetModuleFileName();
-    EXPECT_EQ(file.front(), '/');
-    EXPECT_NE(file.find("platform_tests"), std::string::npos);
 }
 
 } // namespace
