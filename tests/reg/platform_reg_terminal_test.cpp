@@ -80,34 +80,21 @@ bool HaveTmux() {
 
 struct Dialogue {
     const char* what;
-    std::vector<std::string> args;
-    std::vector<std::string> answers; // typed one after another, each after a fresh prompt
+    const char* command; // the words after "--dir APPDIR"
+    const char* answers; // typed one after another, each after a fresh prompt; '|' between
     int status;
-    std::vector<std::string> fileHas;
-    std::vector<std::string> fileLacks;
+    const char* fileHas;   // texts the file must hold afterwards, separated by '|'
+    const char* fileLacks; // texts it must not hold
 };
 
 const Dialogue kDialogues[] = {
-    {"yes overwrites",
-     {"add", "s.ini", "K", "/v", "V", "/t", "REG_DWORD", "/d", "9"},
-     {"y"},
-     0,
-     {"V@DWORD = 9"},
-     {"V@DWORD = 1"}},
-    {"no keeps the value",
-     {"add", "s.ini", "K", "/v", "V", "/t", "REG_DWORD", "/d", "9"},
-     {"n"},
-     5,
-     {"V@DWORD = 1"},
-     {"V@DWORD = 9"}},
-    {"an unclear answer is asked again",
-     {"add", "s.ini", "K", "/v", "V", "/t", "REG_DWORD", "/d", "9"},
-     {"maybe", "YES"},
-     0,
-     {"V@DWORD = 9"},
-     {}},
-    {"yes deletes a value", {"delete", "s.ini", "K", "/v", "V"}, {"yes"}, 0, {"[K]"}, {"V@"}},
-    {"no keeps a key", {"delete", "s.ini", "K"}, {"No"}, 5, {"[K]", "V@DWORD = 1"}, {}},
+    {"yes overwrites", "add s.ini K /v V /t REG_DWORD /d 9", "y", 0, "V@DWORD = 9", "V@DWORD = 1"},
+    {"no keeps the value", "add s.ini K /v V /t REG_DWORD /d 9", "n", 5, "V@DWORD = 1",
+     "V@DWORD = 9"},
+    {"an unclear answer is asked again", "add s.ini K /v V /t REG_DWORD /d 9", "maybe|YES", 0,
+     "V@DWORD = 9", ""},
+    {"yes deletes a value", "delete s.ini K /v V", "yes", 0, "[K]", "V@"},
+    {"no keeps a key", "delete s.ini K", "No", 5, "[K]|V@DWORD = 1", ""},
 };
 
 TEST(PlatformRegTerminal, PromptAnswers) {
@@ -122,23 +109,24 @@ TEST(PlatformRegTerminal, PromptAnswers) {
         mkdir((app + "/user_data").c_str(), 0755);
         WriteFile(app + "/user_data/s.ini", "[K]\nV@DWORD = 1\n");
         std::string command = Quote(PLATFORM_REG_PATH) + " --dir " + Quote(app);
-        for (const std::string& a : d.args)
+        for (const std::string& a : reg_test::Words(d.command))
             command += " " + Quote(a);
         // The status goes to the screen and to a file; the pane stays until the server ends.
         std::string const statusFile = scratch / "status";
         command += "; s=$?; echo \"EXIT=$s\"; echo $s > " + Quote(statusFile) + "; sleep 60";
         Tmux tmux(scratch.path());
         ASSERT_TRUE(tmux.Start(command));
-        for (std::size_t i = 0; i < d.answers.size(); ++i) {
+        std::vector<std::string> const answers = reg_test::Pieces(d.answers);
+        for (std::size_t i = 0; i < answers.size(); ++i) {
             ASSERT_TRUE(tmux.WaitFor("(Yes/No)?", i + 1)) << tmux.Screen();
-            tmux.Type(d.answers[i]);
+            tmux.Type(answers[i]);
         }
         ASSERT_TRUE(tmux.WaitFor("EXIT=")) << tmux.Screen();
         EXPECT_EQ(ReadFile(statusFile), std::to_string(d.status) + "\n") << tmux.Screen();
         std::string const file = ReadFile(app + "/user_data/s.ini");
-        for (const std::string& has : d.fileHas)
+        for (const std::string& has : reg_test::Pieces(d.fileHas))
             EXPECT_NE(file.find(has), std::string::npos) << has << " missing from\n" << file;
-        for (const std::string& lacks : d.fileLacks)
+        for (const std::string& lacks : reg_test::Pieces(d.fileLacks))
             EXPECT_EQ(file.find(lacks), std::string::npos) << lacks << " still in\n" << file;
     }
 }

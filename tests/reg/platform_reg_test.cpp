@@ -13,6 +13,8 @@
 namespace {
 
 using reg_test::Outcome;
+using reg_test::Pieces;
+using reg_test::Words;
 using test_support::ReadFile;
 using test_support::ScratchDir;
 using test_support::WriteFile;
@@ -55,185 +57,81 @@ struct App {
 
 struct Case {
     const char* what;
-    std::vector<std::string> args;
+    const char* command; // the words after "--dir APPDIR"
     int status;
-    const char* out; // exact standard output; null: not checked
-    std::vector<std::string> fileHas;
-    std::vector<std::string> fileLacks;
+    const char* out;            // exact standard output
+    const char* fileHas = "";   // texts the file must hold afterwards, separated by '|'
+    const char* fileLacks = ""; // texts it must not hold
 };
 
 const char kDone[] = "The operation completed successfully.\n";
 
 const Case kCases[] = {
-    {"query lists typed values in order, then the direct subkeys",
-     {"query", "s.ini", "Net"},
-     0,
+    {"query lists typed values in order, then the direct subkeys", "query s.ini Net", 0,
      "\nNet\n"
      "    Blob    REG_BINARY    01AB\n"
      "    Flag    REG_DWORD    0x1\n"
      "    Flag    REG_SZ    on\n"
      "    Name    REG_SZ    hello world\n"
      "    Port    REG_DWORD    0x1f6\n"
-     "\nNet\\Sub\n",
-     {},
-     {}},
-    {"query of one value matches names without regard to case",
-     {"query", "s.ini", "NET", "/v", "port"},
-     0,
-     "\nNET\n    port    REG_DWORD    0x1f6\n\n",
-     {},
-     {}},
-    {"query of a name held in two types shows both",
-     {"query", "s.ini", "Net", "/V", "Flag"},
-     0,
-     "\nNet\n    Flag    REG_DWORD    0x1\n    Flag    REG_SZ    on\n\n",
-     {},
-     {}},
-    {"query shows the unnamed value as (Default)",
-     {"query", "s.ini", "\\Net\\Sub\\Deep\\"},
-     0,
-     "\nNet\\Sub\\Deep\n    (Default)    REG_DWORD    0x5\n\n",
-     {},
-     {}},
-    {"query of a missing value", {"query", "s.ini", "Net", "/v", "Missing"}, 2, "", {}, {}},
-    {"query of an untagged entry", {"query", "s.ini", "Net", "/v", "untyped"}, 2, "", {}, {}},
-    {"query of a missing key", {"query", "s.ini", "Nope"}, 3, "", {}, {}},
-    {"query of a missing file", {"query", "none.ini", "Net"}, 3, "", {}, {}},
-    {"query without a key", {"query", "s.ini"}, 13, "", {}, {}},
-    {"query of an empty key path", {"query", "s.ini", "\\\\"}, 13, "", {}, {}},
-    {"query of a file outside the data directory", {"query", "../s.ini", "Net"}, 13, "", {}, {}},
-    {"query with a switch of another command",
-     {"query", "s.ini", "Net", "/d", "x"},
-     13,
-     "",
-     {},
-     {}},
-    {"query with /v and no name", {"query", "s.ini", "Net", "/v"}, 13, "", {}, {}},
-    {"query with a stray argument", {"query", "s.ini", "Net", "extra"}, 13, "", {}, {}},
-
-    {"add a DWORD in hexadecimal",
-     {"add", "s.ini", "Net", "/v", "New", "/t", "REG_DWORD", "/d", "0x2A"},
-     0,
-     kDone,
-     {"New@DWORD = 42", "Port@DWORD = 502"},
-     {}},
-    {"add a DWORD without data stores 0",
-     {"add", "s.ini", "Net", "/v", "Zero", "/t", "reg_dword"},
-     0,
-     kDone,
-     {"Zero@DWORD = 0"},
-     {}},
-    {"add a string by default",
-     {"add", "s.ini", "Net", "/v", "Text", "/d", "two words"},
-     0,
-     kDone,
-     {"Text@STRING = two words"},
-     {}},
-    {"add binary data in lower-case digits",
-     {"add", "s.ini", "Net", "/v", "Bytes", "/t", "REG_BINARY", "/d", "0A0bFF"},
-     0,
-     kDone,
-     {"Bytes@BINARY = 0a0bff"},
-     {}},
+     "\nNet\\Sub\n"},
+    {"query of one value matches names without regard to case", "query s.ini NET /v port", 0,
+     "\nNET\n    port    REG_DWORD    0x1f6\n\n"},
+    {"query of a name held in two types shows both", "query s.ini Net /V Flag", 0,
+     "\nNet\n    Flag    REG_DWORD    0x1\n    Flag    REG_SZ    on\n\n"},
+    {"query shows the unnamed value as (Default)", "query s.ini \\Net\\Sub\\Deep\\", 0,
+     "\nNet\\Sub\\Deep\n    (Default)    REG_DWORD    0x5\n\n"},
+    {"query of a missing value", "query s.ini Net /v Missing", 2, ""},
+    {"query of an untagged entry", "query s.ini Net /v untyped", 2, ""},
+    {"query of a missing key", "query s.ini Nope", 3, ""},
+    {"query of a missing file", "query none.ini Net", 3, ""},
+    {"query without a key", "query s.ini", 13, ""},
+    {"query of an empty key path", "query s.ini \\\\", 13, ""},
+    {"query of a file outside the data directory", "query ../s.ini Net", 13, ""},
+    {"query with a switch of another command", "query s.ini Net /d x", 13, ""},
+    {"query with /v and no name", "query s.ini Net /v", 13, ""},
+    {"query with a stray argument", "query s.ini Net extra", 13, ""},
+    {"add a DWORD in hexadecimal", "add s.ini Net /v New /t REG_DWORD /d 0x2A", 0, kDone,
+     "New@DWORD = 42|Port@DWORD = 502", ""},
+    {"add a DWORD without data stores 0", "add s.ini Net /v Zero /t reg_dword", 0, kDone,
+     "Zero@DWORD = 0", ""},
+    {"add a string by default", "add s.ini Net /v Text /d 'two words'", 0, kDone,
+     "Text@STRING = two words", ""},
+    {"add binary data in lower-case digits", "add s.ini Net /v Bytes /t REG_BINARY /d 0A0bFF", 0,
+     kDone, "Bytes@BINARY = 0a0bff", ""},
     {"add of an existing value without /f and no terminal is refused",
-     {"add", "s.ini", "Net", "/v", "Port", "/t", "REG_DWORD", "/d", "7"},
-     5,
-     "",
-     {"Port@DWORD = 502"},
-     {"Port@DWORD = 7"}},
-    {"add /f overwrites without asking",
-     {"add", "s.ini", "Net", "/v", "Port", "/t", "REG_DWORD", "/d", "7", "/f"},
-     0,
-     kDone,
-     {"Port@DWORD = 7"},
-     {"Port@DWORD = 502"}},
-    {"add of another type beside an existing one does not ask",
-     {"add", "s.ini", "Net", "/v", "Port", "/d", "text"},
-     0,
-     kDone,
-     {"Port@DWORD = 502", "Port@STRING = text"},
-     {}},
-    {"add creates the key and every key above it",
-     {"add", "s.ini", "A\\B\\C"},
-     0,
-     kDone,
-     {"[A]", "[A\\B]", "[A\\B\\C]"},
-     {}},
-    {"add of a DWORD beyond 32 bits",
-     {"add", "s.ini", "Net", "/v", "D", "/t", "REG_DWORD", "/d", "4294967296"},
-     13,
-     "",
-     {},
-     {"D@DWORD"}},
-    {"add of an odd number of hexadecimal digits",
-     {"add", "s.ini", "Net", "/v", "B", "/t", "REG_BINARY", "/d", "0a0"},
-     13,
-     "",
-     {},
-     {"B@BINARY"}},
-    {"add of an unknown type",
-     {"add", "s.ini", "Net", "/v", "Q", "/t", "REG_QWORD", "/d", "1"},
-     13,
-     "",
-     {},
-     {"Q@"}},
-    {"add of a string the file would not keep",
-     {"add", "s.ini", "Net", "/v", "S", "/d", " padded"},
-     13,
-     "",
-     {},
-     {"S@STRING"}},
-    {"add of a name the file would not read back",
-     {"add", "s.ini", "Net", "/v", "a=b", "/d", "x"},
-     13,
-     "",
-     {},
-     {"a=b"}},
-    {"add of a key the file would not read back", {"add", "s.ini", "x]y"}, 13, "", {}, {"x]y"}},
-    {"add of data without a name", {"add", "s.ini", "Net", "/d", "x"}, 13, "", {}, {}},
-    {"add with a switch given twice",
-     {"add", "s.ini", "Net", "/v", "a", "/v", "b"},
-     13,
-     "",
-     {},
-     {"\na@", "\nb@"}},
-
-    {"delete a value of every type it holds",
-     {"delete", "s.ini", "Net", "/v", "flag", "/f"},
-     0,
-     kDone,
-     {"Port@DWORD = 502", "[Net]"},
-     {"Flag@"}},
-    {"delete of a value without /f and no terminal is refused",
-     {"delete", "s.ini", "Net", "/v", "Flag"},
-     5,
-     "",
-     {"Flag@DWORD = 1", "Flag@STRING = on"},
-     {}},
-    {"delete of a missing value", {"delete", "s.ini", "Net", "/v", "Missing", "/f"}, 2, "", {}, {}},
-    {"delete of a missing key", {"delete", "s.ini", "Nope", "/f"}, 3, "", {}, {}},
+     "add s.ini Net /v Port /t REG_DWORD /d 7", 5, "", "Port@DWORD = 502", "Port@DWORD = 7"},
+    {"add /f overwrites without asking", "add s.ini Net /v Port /t REG_DWORD /d 7 /f", 0, kDone,
+     "Port@DWORD = 7", "Port@DWORD = 502"},
+    {"add of another type beside an existing one does not ask", "add s.ini Net /v Port /d text", 0,
+     kDone, "Port@DWORD = 502|Port@STRING = text", ""},
+    {"add creates the key and every key above it", "add s.ini A\\B\\C", 0, kDone,
+     "[A]|[A\\B]|[A\\B\\C]", ""},
+    {"add of a DWORD beyond 32 bits", "add s.ini Net /v D /t REG_DWORD /d 4294967296", 13, "", "",
+     "D@DWORD"},
+    {"add of an odd number of hexadecimal digits", "add s.ini Net /v B /t REG_BINARY /d 0a0", 13,
+     "", "", "B@BINARY"},
+    {"add of an unknown type", "add s.ini Net /v Q /t REG_QWORD /d 1", 13, "", "", "Q@"},
+    {"add of a string the file would not keep", "add s.ini Net /v S /d ' padded'", 13, "", "",
+     "S@STRING"},
+    {"add of a name the file would not read back", "add s.ini Net /v a=b /d x", 13, "", "", "a=b"},
+    {"add of a key the file would not read back", "add s.ini x]y", 13, "", "", "x]y"},
+    {"add of data without a name", "add s.ini Net /d x", 13, ""},
+    {"add with a switch given twice", "add s.ini Net /v a /v b", 13, "", "", "\na@|\nb@"},
+    {"delete a value of every type it holds", "delete s.ini Net /v flag /f", 0, kDone,
+     "Port@DWORD = 502|[Net]", "Flag@"},
+    {"delete of a value without /f and no terminal is refused", "delete s.ini Net /v Flag", 5, "",
+     "Flag@DWORD = 1|Flag@STRING = on", ""},
+    {"delete of a missing value", "delete s.ini Net /v Missing /f", 2, ""},
+    {"delete of a missing key", "delete s.ini Nope /f", 3, ""},
     {"delete of a key takes its subkeys and leaves a sibling with the same prefix",
-     {"delete", "s.ini", "net", "/f"},
-     0,
-     kDone,
-     {"[Netx]", "Keep@DWORD = 1"},
-     {"[Net]", "[Net\\Sub]", "[Net\\Sub\\Deep]", "Port@"}},
-    {"delete of a subkey keeps its parent",
-     {"delete", "s.ini", "Net\\Sub", "/f"},
-     0,
-     kDone,
-     {"[Net]", "Port@DWORD = 502"},
-     {"[Net\\Sub]", "[Net\\Sub\\Deep]"}},
-    {"delete of a key without /f and no terminal is refused",
-     {"delete", "s.ini", "Net"},
-     5,
-     "",
-     {"[Net]", "[Net\\Sub]"},
-     {}},
-
-    {"export of a key and its subkeys in the .reg layout",
-     {"export", "s.ini", "net\\sub"},
-     0,
+     "delete s.ini net /f", 0, kDone, "[Netx]|Keep@DWORD = 1",
+     "[Net]|[Net\\Sub]|[Net\\Sub\\Deep]|Port@"},
+    {"delete of a subkey keeps its parent", "delete s.ini Net\\Sub /f", 0, kDone,
+     "[Net]|Port@DWORD = 502", "[Net\\Sub]|[Net\\Sub\\Deep]"},
+    {"delete of a key without /f and no terminal is refused", "delete s.ini Net", 5, "",
+     "[Net]|[Net\\Sub]", ""},
+    {"export of a key and its subkeys in the .reg layout", "export s.ini net\\sub", 0,
      "Windows Registry Editor Version 5.00\n\n"
      "[Net\\Sub]\n"
      "\"Depth\"=dword:00000002\n"
@@ -241,12 +139,8 @@ const Case kCases[] = {
      "\n"
      "[Net\\Sub\\Deep]\n"
      "@=dword:00000005\n"
-     "\n",
-     {},
-     {}},
-    {"export of the whole file",
-     {"export", "s.ini"},
-     0,
+     "\n"},
+    {"export of the whole file", "export s.ini", 0,
      "Windows Registry Editor Version 5.00\n\n"
      "[Net]\n"
      "\"Blob\"=hex:01,ab\n"
@@ -264,35 +158,30 @@ const Case kCases[] = {
      "\n"
      "[Netx]\n"
      "\"Keep\"=dword:00000001\n"
-     "\n",
-     {},
-     {}},
-    {"export of a missing key", {"export", "s.ini", "Nope"}, 3, "", {}, {}},
-    {"export of a missing file", {"export", "none.ini"}, 2, "", {}, {}},
-    {"export with a switch", {"export", "s.ini", "/f"}, 13, "", {}, {}},
-
-    {"no command", {}, 13, "", {}, {}},
-    {"unknown command", {"import", "s.ini"}, 13, "", {}, {}},
+     "\n"},
+    {"export of a missing key", "export s.ini Nope", 3, ""},
+    {"export of a missing file", "export none.ini", 2, ""},
+    {"export with a switch", "export s.ini /f", 13, ""},
+    {"no command", "", 13, ""},
+    {"unknown command", "import s.ini", 13, ""},
 };
 
 TEST(PlatformReg, Commands) {
     for (const Case& c : kCases) {
         SCOPED_TRACE(c.what);
         App app;
-        Outcome const r = app.Reg(c.args);
+        Outcome const r = app.Reg(Words(c.command));
         EXPECT_EQ(r.status, c.status);
-        if (c.out != nullptr) {
-            EXPECT_EQ(r.out, c.out);
-        }
+        EXPECT_EQ(r.out, c.out);
         // Every failure says why on standard error; success says nothing there.
         EXPECT_EQ(r.err.empty(), c.status == 0) << r.err;
         if (c.status != 0) {
             EXPECT_EQ(r.err.rfind("ERROR: ", 0), 0u) << r.err;
         }
         std::string const file = app.File();
-        for (const std::string& has : c.fileHas)
+        for (const std::string& has : Pieces(c.fileHas))
             EXPECT_NE(file.find(has), std::string::npos) << has << " missing from\n" << file;
-        for (const std::string& lacks : c.fileLacks)
+        for (const std::string& lacks : Pieces(c.fileLacks))
             EXPECT_EQ(file.find(lacks), std::string::npos) << lacks << " still in\n" << file;
         // A command that failed left the file as it was.
         if (c.status != 0) {

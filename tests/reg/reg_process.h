@@ -1,5 +1,6 @@
 // Running platform-reg as a child process on a fresh application directory, with its standard
-// output and error captured apart and its standard input taken from a file or /dev/null.
+// output and error captured apart and its standard input taken from a file or /dev/null; the
+// command lines and file expectations of the test tables written as single texts.
 #pragma once
 
 #include "support/scratch.h"
@@ -9,6 +10,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -48,6 +50,30 @@ inline Outcome Run(const std::vector<std::string>& argv, const std::string& scra
     }
     posix_spawn_file_actions_destroy(&actions);
     return outcome;
+}
+
+// The words of a command line: split at spaces; a word in single quotes may hold spaces or be
+// empty.
+inline std::vector<std::string> Words(const std::string& line) {
+    std::vector<std::string> words;
+    for (std::size_t at = 0; at < line.size(); ++at) {
+        bool const quoted = line[at] == '\'';
+        std::size_t const end = line.find(quoted ? '\'' : ' ', at + quoted);
+        words.push_back(line.substr(at + quoted, end - at - quoted));
+        at = end == std::string::npos ? line.size() : end + quoted;
+    }
+    return words;
+}
+
+// The pieces of a list written as one text, separated by '|'; none for "".
+inline std::vector<std::string> Pieces(const std::string& list) {
+    std::vector<std::string> pieces;
+    for (std::size_t at = 0; at < list.size();) {
+        std::size_t const end = std::min(list.find('|', at), list.size());
+        pieces.push_back(list.substr(at, end - at));
+        at = end + 1;
+    }
+    return pieces;
 }
 
 } // namespace reg_test
