@@ -9,7 +9,9 @@
 //                                                           write into a buffer kept across
 //                                                           rounds, without allocating)
 //   CompareNoCase32      vs  Strcasecmp32                 (two equal 32-byte ASCII strings;
-//                                                           strcasecmp folds ASCII only)
+//                                                           strcasecmp folds ASCII only; the
+//                                                           *Unaligned pair has the argument at
+//                                                           an odd address)
 //   ToWide/*             vs  IcuFromUtf8/*                (ICU's u_strFromUTF8, when available)
 // MakeLowerFreshCopy/* also pays for a new string each round, as a caller lowering a string it
 // received does; MakeLowerInPlace/* maps one string over and over, the mapping alone.
@@ -191,6 +193,29 @@ void Strcasecmp32(benchmark::State& state) {
     }
 }
 BENCHMARK(Strcasecmp32);
+
+// The same with the argument at an odd address, as a pointer into a longer text would be.
+void CompareNoCase32Unaligned(benchmark::State& state) {
+    CUtf8String const a("The Quick Brown Fox Jumps Over!!");
+    std::string const b = "12345the quick brown fox jumps over!!";
+    for (auto _ : state) {
+        const char* p = b.c_str() + 5;
+        benchmark::DoNotOptimize(p);
+        benchmark::DoNotOptimize(a.CompareNoCase(p));
+    }
+}
+BENCHMARK(CompareNoCase32Unaligned);
+
+void Strcasecmp32Unaligned(benchmark::State& state) {
+    std::string const a = "The Quick Brown Fox Jumps Over!!";
+    std::string const b = "12345the quick brown fox jumps over!!";
+    for (auto _ : state) {
+        const char* p = b.c_str() + 5;
+        benchmark::DoNotOptimize(p);
+        benchmark::DoNotOptimize(strcasecmp(a.c_str(), p));
+    }
+}
+BENCHMARK(Strcasecmp32Unaligned);
 
 void ToWide(benchmark::State& state) {
     const std::string& text = Input(static_cast<int>(state.range(0)));

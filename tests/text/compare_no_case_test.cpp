@@ -1,7 +1,8 @@
 // CompareNoCase against the plain reference (lower both sides by the case walk, the argument
 // after the acceptance rule, then strcmp), on texts that share long ASCII prefixes in different
-// cases and part anywhere, by any kind of byte; and with the argument's terminator on the last
-// byte of a mapped page, where reading ahead in blocks must not fault.
+// cases and part anywhere, by any kind of byte; with the argument at every alignment, alone in a
+// heap block; and with the argument's terminator on the last byte of a mapped page, where
+// reading ahead in blocks must not fault.
 #include "support/utf8_reference.h"
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <cctype>
+#include <cstdlib>
 #include <cstring>
 #include <random>
 #include <string>
@@ -88,6 +90,35 @@ TEST(CompareNoCase, OwnTextWithANulInside) {
         own[rng() % own.size()] = '\0';
         ASSERT_EQ(RefCompareNoCase(own, base.c_str()),
                   Sign(CUtf8String(std::string(own)).CompareNoCase(base.c_str())));
+    }
+}
+
+// The argument alone in a heap block of its own, starting at every offset of a 16-byte unit:
+// the bytes in front of it are uninitialised and the ones after its terminator outside the
+// block, which a memory checker running the tests watches. The own text equals it, runs longer,
+// stops short, or parts from it anywhere.
+TEST(CompareNoCase, ArgumentAtEveryOffsetInABlockOfItsOwn) {
+    std::mt19937 rng(6);
+    for (std::size_t head = 0; head < 16; ++head) {
+        for (std::size_t n = 0; n <= 60; ++n) {
+            std::string const arg = RandomAscii(rng, n);
+            void* block = nullptr;
+            ASSERT_EQ(0, posix_memalign(&block, 16, head + n + 1));
+            char* const s = static_cast<char*>(block) + head;
+            std::memcpy(s, arg.c_str(), n + 1);
+            std::size_t const at = rng() % (n + 1);
+            std::string const parted = FlipCase(rng, arg.substr(0, at)) +
+                                       kPartings[rng() % std::size(kPartings)] +
+                                       FlipCase(rng, arg.substr(at));
+            for (std::string const& own : {FlipCase(rng, arg), FlipCase(rng, arg) + "x",
+                                           FlipCase(rng, arg.substr(0, at)), parted}) {
+                EXPECT_EQ(RefCompareNoCase(own, s),
+                          Sign(CUtf8String(std::string(own)).CompareNoCase(s)))
+                    << head << " " << testing::PrintToString(own) << " vs "
+                    << testing::PrintToString(arg);
+            }
+            std::free(block);
+        }
     }
 }
 
