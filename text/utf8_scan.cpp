@@ -12,18 +12,41 @@
 // IsValidCodePoint: in a valid text every lead byte sits at a sequence start, and a lead can only
 // require the bytes of its own sequence.
 //
-// Reading NUL-terminated text in blocks: the scan reads whole 64-byte blocks aligned to 64
-// bytes. An aligned block never crosses a page boundary, so reading the bytes of the block that
-// lie after the terminator cannot fault, and the masks drop them before they can influence the
-// result (the same technique the C library's strlen uses). The sanitizers cannot know this
-// (those bytes may belong to a freed or a neighbouring block), so the two block kernels are
-// excluded from the address and thread instrumentation.
+// Reading NUL-terminated text of unknown length: the scan works on 64-byte blocks aligned to 64
+// bytes, each read as two 32-byte (or four 16-byte) naturally aligned units. A block is judged
+// from the units that hold a byte of the text up to and including the NUL: the first unit read
+// is the one holding the start, a unit of the first block lying wholly in front of the start is
+// not read (zeros stand in for it, and the masks drop them), and a unit is read only when the
+// units before it showed no NUL (zeros stand in for the rest of the block once one did). An
+// aligned unit never crosses a page boundary, so the bytes it holds in front of the start or
+// after the terminator cannot fault, and the masks drop them before they can influence the
+// result (the same technique the C library's strlen uses).
+//
+// Long runs of plain ASCII with no sequence pending need no judging and are passed over. Each
+// kernel comes in two variants that differ only there. The one normally chosen reads ahead:
+// whole 128-byte chunks (64 with SSE2), aligned so that a chunk stays in one page, until one
+// holds something else; a chunk may extend past the terminator, and its test only decides
+// whether to read on. The other reads unit by unit, each only once the one before it proved to
+// be plain ASCII, so that every load holds a byte of the text; that costs one test per unit and
+// makes long ASCII text about a third slower. It is the one chosen under valgrind, whose memcheck
+// accepts its loads (an aligned load of which some bytes are addressable; the others read as
+// undefined) but reports a read-ahead chunk lying wholly past the end of a heap block.
+//
+// The sanitizers cannot know any of this (the bytes outside the text may belong to a freed or a
+// neighbouring block), so the functions that load are excluded from the address and thread
+// instrumentation.
 #include "text/internal/utf8.h"
 
 #include <immintrin.h>
 
 #include <atomic>
 #include <cstring>
+
+#if defined(__has_include)
+#if __has_include(<valgrind/valgrind.h>)
+#include <valgrind/valgrind.h>
+#endif
+#endif
 
 namespace utf8_private {
 namespace detail {
@@ -96,36 +119,75 @@ __attribute__((target("avx2"))) inline BlockMasks MasksAvx2(__m256i a, __m256i b
     return m;
 }
 
+// Bit i set when byte i of `v` is NUL.
+__attribute__((target("avx2"))) inline std::uint32_t NulBits(__m256i v) {
+    return static_cast<std::uint32_t>(
+        _mm256_movemask_epi8(_mm256_cmpeq_epi8(v, _mm256_setzero_si256())));
+}
+
+// Bit i set when byte i of the 32 bytes at `p` is NUL or 80..FF: adding -1 with signed
+// saturation leaves the sign bit set exactly for those (0 becomes -1, -128 stays).
+__attribute__((target("avx2"), no_sanitize("address", "thread"))) inline std::uint32_t
+OtherThanAsciiAt(const __m256i* p) {
+    return static_cast<std::uint32_t>(
+        _mm256_movemask_epi8(_mm256_adds_epi8(_mm256_set1_epi8(-1), _mm256_load_si256(p))));
+}
+
+// The first 32-byte unit at or after `p` holding a byte outside 01..7F (a NUL included). A unit
+// is read only once the one before it proved to be plain ASCII.
+__attribute__((target("avx2"), no_sanitize("address", "thread"))) inline const __m256i*
+SkipAsciiUnitsAvx2(const __m256i* p) {
+    for (;;) {
+        for (int i = 0; i < 8; ++i)
+            if (OtherThanAsciiAt(p + i) != 0)
+                return p + i;
+        p += 8;
+    }
+}
+
+// True when the 128 bytes at `p` (aligned to 128) are all 01..7F. The whole chunk is read.
+__attribute__((target("avx2"), no_sanitize("address", "thread"))) inline bool
+AllAscii128(const __m256i* p) {
+    __m256i const m =
+        _mm256_min_epi8(_mm256_min_epi8(_mm256_load_si256(p), _mm256_load_si256(p + 1)),
+                        _mm256_min_epi8(_mm256_load_si256(p + 2), _mm256_load_si256(p + 3)));
+    return _mm256_movemask_epi8(_mm256_cmpgt_epi8(m, _mm256_setzero_si256())) == -1;
+}
+
+template <bool kReadAhead>
 __attribute__((target("avx2"), no_sanitize("address", "thread"))) bool ScanAvx2(const char* s,
                                                                                 std::size_t& len) {
     std::uintptr_t const off = reinterpret_cast<std::uintptr_t>(s) & (kBlock - 1);
     auto const* block = reinterpret_cast<const __m256i*>(s - off);
+    __m256i const zero = _mm256_setzero_si256();
     std::uint64_t carry = 0;
     unsigned end = 0;
-    // First block: bytes in front of the string are masked out.
-    int verdict = JudgeBlock(MasksAvx2(_mm256_load_si256(block), _mm256_load_si256(block + 1)),
-                             (std::uint64_t{1} << off) - 1, carry, end);
-    __m256i const zero = _mm256_setzero_si256();
+    // First block: bytes in front of the string are masked out, and a half lying wholly in front
+    // of it is not read.
+    __m256i a = zero;
+    __m256i b = zero;
+    if (off < 32) {
+        a = _mm256_load_si256(block);
+        if ((NulBits(a) >> off) == 0)
+            b = _mm256_load_si256(block + 1);
+    } else {
+        b = _mm256_load_si256(block + 1);
+    }
+    int verdict = JudgeBlock(MasksAvx2(a, b), (std::uint64_t{1} << off) - 1, carry, end);
     while (verdict == 0) {
         block += 2;
-        // Long runs of plain ASCII: 128 bytes a step, from a 128-byte boundary so that a step
-        // stays within one page too.
-        if (carry == 0 && (reinterpret_cast<std::uintptr_t>(block) & 127) == 0) {
-            for (;;) {
-                __m256i const m = _mm256_min_epi8(
-                    _mm256_min_epi8(_mm256_load_si256(block), _mm256_load_si256(block + 1)),
-                    _mm256_min_epi8(_mm256_load_si256(block + 2), _mm256_load_si256(block + 3)));
-                if (_mm256_movemask_epi8(_mm256_cmpgt_epi8(m, zero)) != -1)
-                    break;
-                block += 4;
+        // Plain ASCII without a pending sequence needs no judging: it is passed over, and
+        // judging resumes with the block holding the first other byte.
+        if (carry == 0) {
+            if constexpr (kReadAhead) {
+                if ((reinterpret_cast<std::uintptr_t>(block) & 127) == 0)
+                    while (AllAscii128(block))
+                        block += 4;
             }
+            block += (SkipAsciiUnitsAvx2(block) - block) & ~std::ptrdiff_t{1};
         }
-        __m256i const a = _mm256_load_si256(block);
-        __m256i const b = _mm256_load_si256(block + 1);
-        // Plain ASCII without a pending sequence: nothing to judge.
-        if (carry == 0 &&
-            _mm256_movemask_epi8(_mm256_cmpgt_epi8(_mm256_min_epi8(a, b), zero)) == -1)
-            continue;
+        a = _mm256_load_si256(block);
+        b = NulBits(a) == 0 ? _mm256_load_si256(block + 1) : zero;
         verdict = JudgeBlock(MasksAvx2(a, b), 0, carry, end);
     }
     if (verdict < 0)
@@ -164,25 +226,73 @@ inline BlockMasks MasksSse2(const __m128i* v) {
     return m;
 }
 
+// The same helpers for the SSE2 kernel, 16 bytes at a time.
+inline std::uint32_t NulBits(__m128i v) {
+    return static_cast<std::uint32_t>(_mm_movemask_epi8(_mm_cmpeq_epi8(v, _mm_setzero_si128())));
+}
+
+__attribute__((no_sanitize("address", "thread"))) inline std::uint32_t
+OtherThanAsciiAt(const __m128i* p) {
+    return static_cast<std::uint32_t>(
+        _mm_movemask_epi8(_mm_adds_epi8(_mm_set1_epi8(-1), _mm_load_si128(p))));
+}
+
+__attribute__((no_sanitize("address", "thread"))) inline const __m128i*
+SkipAsciiUnitsSse2(const __m128i* p) {
+    for (;;) {
+        for (int i = 0; i < 4; ++i)
+            if (OtherThanAsciiAt(p + i) != 0)
+                return p + i;
+        p += 4;
+    }
+}
+
+// True when the 64-byte block at `p` is all 01..7F. The whole block is read.
+__attribute__((no_sanitize("address", "thread"))) inline bool AllAscii64(const __m128i* p) {
+    __m128i const zero = _mm_setzero_si128();
+    __m128i const all = _mm_and_si128(_mm_and_si128(_mm_cmpgt_epi8(_mm_load_si128(p), zero),
+                                                    _mm_cmpgt_epi8(_mm_load_si128(p + 1), zero)),
+                                      _mm_and_si128(_mm_cmpgt_epi8(_mm_load_si128(p + 2), zero),
+                                                    _mm_cmpgt_epi8(_mm_load_si128(p + 3), zero)));
+    return _mm_movemask_epi8(all) == 0xFFFF;
+}
+
+// Reads the units of the block from unit `first` on until one holds a NUL that is not in
+// `ignore`; zeros stand in for the units not read.
+__attribute__((no_sanitize("address", "thread"))) inline void
+LoadBlockSse2(const __m128i* block, unsigned first, std::uint64_t ignore, __m128i* v) {
+    unsigned i = 0;
+    for (; i < first; ++i)
+        v[i] = _mm_setzero_si128();
+    for (; i < 4; ++i) {
+        v[i] = _mm_load_si128(block + i);
+        if ((NulBits(v[i]) & ~(ignore >> (16 * i)) & 0xFFFF) != 0)
+            break;
+    }
+    for (++i; i < 4; ++i)
+        v[i] = _mm_setzero_si128();
+}
+
+template <bool kReadAhead>
 __attribute__((no_sanitize("address", "thread"))) bool ScanSse2(const char* s, std::size_t& len) {
     std::uintptr_t const off = reinterpret_cast<std::uintptr_t>(s) & (kBlock - 1);
     auto const* block = reinterpret_cast<const __m128i*>(s - off);
     std::uint64_t carry = 0;
     unsigned end = 0;
     __m128i v[4];
-    for (int i = 0; i < 4; ++i)
-        v[i] = _mm_load_si128(block + i);
-    int verdict = JudgeBlock(MasksSse2(v), (std::uint64_t{1} << off) - 1, carry, end);
+    std::uint64_t const ignore = (std::uint64_t{1} << off) - 1;
+    LoadBlockSse2(block, static_cast<unsigned>(off / 16), ignore, v);
+    int verdict = JudgeBlock(MasksSse2(v), ignore, carry, end);
     while (verdict == 0) {
         block += 4;
-        for (int i = 0; i < 4; ++i)
-            v[i] = _mm_load_si128(block + i);
-        __m128i const zero = _mm_setzero_si128();
-        __m128i const allAscii =
-            _mm_and_si128(_mm_and_si128(_mm_cmpgt_epi8(v[0], zero), _mm_cmpgt_epi8(v[1], zero)),
-                          _mm_and_si128(_mm_cmpgt_epi8(v[2], zero), _mm_cmpgt_epi8(v[3], zero)));
-        if (carry == 0 && _mm_movemask_epi8(allAscii) == 0xFFFF)
-            continue;
+        if (carry == 0) {
+            if constexpr (kReadAhead) {
+                while (AllAscii64(block))
+                    block += 4;
+            }
+            block += (SkipAsciiUnitsSse2(block) - block) & ~std::ptrdiff_t{3};
+        }
+        LoadBlockSse2(block, 0, 0, v);
         verdict = JudgeBlock(MasksSse2(v), 0, carry, end);
     }
     if (verdict < 0)
@@ -243,8 +353,20 @@ bool HasAvx2() {
     return __builtin_cpu_supports("avx2");
 }
 
+// True when the process runs under valgrind (never when its header was missing at build time).
+bool UnderValgrind() {
+#ifdef RUNNING_ON_VALGRIND
+    return RUNNING_ON_VALGRIND != 0;
+#else
+    return false;
+#endif
+}
+
 ScanFn BestScan() {
-    return HasAvx2() ? ScanAvx2 : ScanSse2;
+    bool const readAhead = !UnderValgrind();
+    if (HasAvx2())
+        return readAhead ? ScanAvx2<true> : ScanAvx2<false>;
+    return readAhead ? ScanSse2<true> : ScanSse2<false>;
 }
 
 // Constant-initialised, so scans from other load-time constructors find them ready; the scan
@@ -255,28 +377,32 @@ std::atomic<SkipFn> g_skip{SkipAsciiSse2};
 
 } // namespace
 
-bool ForceScanKernel(ScanKernel kernel) {
+bool ForceScanKernel(ScanKernel kernel, bool readAhead) {
+    ScanFn scan = nullptr;
+    SkipFn skip = SkipAsciiSse2;
+    bool const variantAvailable = !readAhead || !UnderValgrind();
     switch (kernel) {
     case ScanKernel::Best:
-        g_scan.store(BestScan(), std::memory_order_relaxed);
-        g_skip.store(SkipAsciiSse2, std::memory_order_relaxed);
-        return true;
+        scan = BestScan();
+        break;
     case ScanKernel::Avx2:
-        if (!HasAvx2())
-            return false;
-        g_scan.store(ScanAvx2, std::memory_order_relaxed);
-        g_skip.store(SkipAsciiSse2, std::memory_order_relaxed);
-        return true;
+        if (HasAvx2() && variantAvailable)
+            scan = readAhead ? ScanAvx2<true> : ScanAvx2<false>;
+        break;
     case ScanKernel::Sse2:
-        g_scan.store(ScanSse2, std::memory_order_relaxed);
-        g_skip.store(SkipAsciiSse2, std::memory_order_relaxed);
-        return true;
+        if (variantAvailable)
+            scan = readAhead ? ScanSse2<true> : ScanSse2<false>;
+        break;
     case ScanKernel::Scalar:
-        g_scan.store(ScanScalar, std::memory_order_relaxed);
-        g_skip.store(SkipAsciiScalar, std::memory_order_relaxed);
-        return true;
+        scan = ScanScalar;
+        skip = SkipAsciiScalar;
+        break;
     }
-    return false;
+    if (scan == nullptr)
+        return false;
+    g_scan.store(scan, std::memory_order_relaxed);
+    g_skip.store(skip, std::memory_order_relaxed);
+    return true;
 }
 
 bool ScanValidString(const char* s, std::size_t& len) {

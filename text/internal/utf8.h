@@ -81,8 +81,11 @@ inline unsigned EncodeTo(unsigned char* out, unsigned int cp) {
 // The kernels of the block scans below. Normally the best the CPU has is chosen once; tests
 // force each in turn so that every path runs on every machine.
 enum class ScanKernel { Best, Avx2, Sse2, Scalar };
-// False (and nothing changes) when the CPU lacks the kernel. Not for use while other threads scan.
-bool ForceScanKernel(ScanKernel kernel);
+// False (and nothing changes) when the kernel is not available: the CPU lacks it, or it reads
+// ahead and the process runs under valgrind. `readAhead` picks the variant of the Avx2 and Sse2
+// kernels: whether they pass over long ASCII runs in chunks that may extend past the text, or
+// unit by unit (the variant chosen under valgrind). Not for use while other threads scan.
+bool ForceScanKernel(ScanKernel kernel, bool readAhead = true);
 
 // Validates the NUL-terminated `s` by the light rule (the same verdict as stepping with
 // IsValidCodePoint). When it is valid, stores the byte length up to the NUL in `len`.
