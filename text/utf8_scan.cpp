@@ -13,24 +13,22 @@
 // require the bytes of its own sequence.
 //
 // Reading NUL-terminated text of unknown length: the scan works on 64-byte blocks aligned to 64
-// bytes, each read as two 32-byte (or four 16-byte) naturally aligned units. A block is judged
-// from the units that hold a byte of the text up to and including the NUL: the first unit read
-// is the one holding the start, a unit of the first block lying wholly in front of the start is
-// not read (zeros stand in for it, and the masks drop them), and a unit is read only when the
-// units before it showed no NUL (zeros stand in for the rest of the block once one did). An
-// aligned unit never crosses a page boundary, so the bytes it holds in front of the start or
-// after the terminator cannot fault, and the masks drop them before they can influence the
-// result (the same technique the C library's strlen uses).
+// bytes, read as two 32-byte (or four 16-byte) naturally aligned units. An aligned unit never
+// crosses a page boundary, so the bytes it holds in front of the start or after the terminator
+// cannot fault, and the masks drop them before they can influence the result (the same
+// technique the C library's strlen uses). In the first block a unit lying wholly in front of
+// the start is not read: zeros stand in for it.
 //
-// Long runs of plain ASCII with no sequence pending need no judging and are passed over. Each
-// kernel comes in two variants that differ only there. The one normally chosen reads ahead:
-// whole 128-byte chunks (64 with SSE2), aligned so that a chunk stays in one page, until one
-// holds something else; a chunk may extend past the terminator, and its test only decides
-// whether to read on. The other reads unit by unit, each only once the one before it proved to
-// be plain ASCII, so that every load holds a byte of the text; that costs one test per unit and
-// makes long ASCII text about a third slower. It is the one chosen under valgrind, whose memcheck
-// accepts its loads (an aligned load of which some bytes are addressable; the others read as
-// undefined) but reports a read-ahead chunk lying wholly past the end of a heap block.
+// Each kernel comes in two variants. The one normally chosen reads ahead: whole blocks, and over
+// long runs of plain ASCII with no sequence pending whole 128-byte chunks (with AVX2; aligned so
+// that a chunk stays in one page too), of which the test only decides whether to read on. The
+// other reads only units that hold a byte of the text up to and including the NUL: a unit only
+// when the units before it showed no NUL (zeros stand in for the rest of a block once one did),
+// and over ASCII runs one unit at a time, each only once the one before it proved to be plain
+// ASCII. That costs a test per unit and makes long ASCII text about a third slower. It is the
+// variant chosen under valgrind, whose memcheck accepts its loads (an aligned load of which some
+// bytes are addressable; the others read as undefined) but reports a unit lying wholly past the
+// end of a heap block.
 //
 // The sanitizers cannot know any of this (the bytes outside the text may belong to a freed or a
 // neighbouring block), so the functions that load are excluded from the address and thread
@@ -145,7 +143,13 @@ SkipAsciiUnitsAvx2(const __m256i* p) {
     }
 }
 
-// True when the 128 bytes at `p` (aligned to 128) are all 01..7F. The whole chunk is read.
+// True when the 64 bytes at `p` (a block) or the 128 at `p` (aligned to 128) are all 01..7F.
+// The whole block or chunk is read.
+__attribute__((target("avx2"), no_sanitize("address", "thread"))) inline bool
+AllAscii64(const __m256i* p) {
+    __m256i const m = _mm256_min_epi8(_mm256_load_si256(p), _mm256_load_si256(p + 1));
+    return _mm256_movemask_epi8(_mm256_cmpgt_epi8(m, _mm256_setzero_si256())) == -1;
+}
 __attribute__((target("avx2"), no_sanitize("address", "thread"))) inline bool
 AllAscii128(const __m256i* p) {
     __m256i const m =
@@ -178,16 +182,22 @@ __attribute__((target("avx2"), no_sanitize("address", "thread"))) bool ScanAvx2(
         block += 2;
         // Plain ASCII without a pending sequence needs no judging: it is passed over, and
         // judging resumes with the block holding the first other byte.
-        if (carry == 0) {
-            if constexpr (kReadAhead) {
+        if constexpr (kReadAhead) {
+            if (carry == 0) {
                 if ((reinterpret_cast<std::uintptr_t>(block) & 127) == 0)
                     while (AllAscii128(block))
                         block += 4;
+                if (AllAscii64(block))
+                    continue;
             }
-            block += (SkipAsciiUnitsAvx2(block) - block) & ~std::ptrdiff_t{1};
+            a = _mm256_load_si256(block);
+            b = _mm256_load_si256(block + 1);
+        } else {
+            if (carry == 0)
+                block += (SkipAsciiUnitsAvx2(block) - block) & ~std::ptrdiff_t{1};
+            a = _mm256_load_si256(block);
+            b = NulBits(a) == 0 ? _mm256_load_si256(block + 1) : zero;
         }
-        a = _mm256_load_si256(block);
-        b = NulBits(a) == 0 ? _mm256_load_si256(block + 1) : zero;
         verdict = JudgeBlock(MasksAvx2(a, b), 0, carry, end);
     }
     if (verdict < 0)
@@ -247,13 +257,12 @@ SkipAsciiUnitsSse2(const __m128i* p) {
     }
 }
 
-// True when the 64-byte block at `p` is all 01..7F. The whole block is read.
-__attribute__((no_sanitize("address", "thread"))) inline bool AllAscii64(const __m128i* p) {
+// True when the four units of a block are all 01..7F.
+inline bool AllAscii(const __m128i* v) {
     __m128i const zero = _mm_setzero_si128();
-    __m128i const all = _mm_and_si128(_mm_and_si128(_mm_cmpgt_epi8(_mm_load_si128(p), zero),
-                                                    _mm_cmpgt_epi8(_mm_load_si128(p + 1), zero)),
-                                      _mm_and_si128(_mm_cmpgt_epi8(_mm_load_si128(p + 2), zero),
-                                                    _mm_cmpgt_epi8(_mm_load_si128(p + 3), zero)));
+    __m128i const all =
+        _mm_and_si128(_mm_and_si128(_mm_cmpgt_epi8(v[0], zero), _mm_cmpgt_epi8(v[1], zero)),
+                      _mm_and_si128(_mm_cmpgt_epi8(v[2], zero), _mm_cmpgt_epi8(v[3], zero)));
     return _mm_movemask_epi8(all) == 0xFFFF;
 }
 
@@ -285,14 +294,16 @@ __attribute__((no_sanitize("address", "thread"))) bool ScanSse2(const char* s, s
     int verdict = JudgeBlock(MasksSse2(v), ignore, carry, end);
     while (verdict == 0) {
         block += 4;
-        if (carry == 0) {
-            if constexpr (kReadAhead) {
-                while (AllAscii64(block))
-                    block += 4;
-            }
-            block += (SkipAsciiUnitsSse2(block) - block) & ~std::ptrdiff_t{3};
+        if constexpr (kReadAhead) {
+            for (int i = 0; i < 4; ++i)
+                v[i] = _mm_load_si128(block + i);
+            if (carry == 0 && AllAscii(v))
+                continue;
+        } else {
+            if (carry == 0)
+                block += (SkipAsciiUnitsSse2(block) - block) & ~std::ptrdiff_t{3};
+            LoadBlockSse2(block, 0, 0, v);
         }
-        LoadBlockSse2(block, 0, 0, v);
         verdict = JudgeBlock(MasksSse2(v), 0, carry, end);
     }
     if (verdict < 0)
