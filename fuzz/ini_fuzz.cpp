@@ -49,13 +49,18 @@ bool HasLineBreak(const std::string& s) {
     return s.find_first_of("\r\n") != std::string::npos;
 }
 
-// The reader walks the text in 16-bit units, so a character beyond the Basic Multilingual Plane
-// (a four-byte sequence or longer) comes back as "?". Stored names are valid UTF-8, so a lead
-// byte of 0xF0 or above marks one.
-bool HasCharBeyondBmp(const std::string& s) {
-    for (char c : s)
-        if (static_cast<unsigned char>(c) >= 0xF0)
+// The reader walks the text in 16-bit units and appends each unit back as UTF-8 on its own, so a
+// character beyond the Basic Multilingual Plane (a four-byte sequence or longer) comes back as
+// "?", and an encoded high surrogate (ED A0..AF ..), alone in its append, as nothing. Stored names
+// are valid UTF-8 by the light rule, so those byte patterns mark them.
+bool LostByTheReader(const std::string& s) {
+    for (std::size_t i = 0; i < s.size(); ++i) {
+        auto const b = static_cast<unsigned char>(s[i]);
+        if (b >= 0xF0)
             return true;
+        if (b == 0xED && i + 1 < s.size() && (static_cast<unsigned char>(s[i + 1]) & 0xF0) == 0xA0)
+            return true;
+    }
     return false;
 }
 
@@ -68,12 +73,12 @@ bool IsTrimmed(const std::string& s) {
 // header when it starts with ";", "#" or "[", and loses any leading white space the C library
 // knows (vertical tab and form feed too, which trimming keeps); values are trimmed; entries with an
 // empty key are not written, so only the empty value a header records survives under one; and
-// no name or value may hold a character beyond the Basic Multilingual Plane.
+// no name or value may hold what the reader loses (see LostByTheReader).
 bool Survives(const Entries& entries) {
     for (const auto& [section, key, value] : entries) {
         if (section.empty() || HasLineBreak(section) || section.find(']') != std::string::npos)
             return false;
-        if (HasCharBeyondBmp(section) || HasCharBeyondBmp(key) || HasCharBeyondBmp(value))
+        if (LostByTheReader(section) || LostByTheReader(key) || LostByTheReader(value))
             return false;
         if (key == kSectionMark)
             continue;

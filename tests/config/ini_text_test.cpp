@@ -48,6 +48,11 @@ TEST(IniText, ParsesLinesAsDocumented) {
         {"\n\n   \n", true, ""},
         {"\xEF\xBB\xBF", true, ""},
         {"[\xC3\x84]\nk=\xF0\x9F\x98\x80\n", true, "[\xC3\x84]=;k=?;"},
+        // Encoded surrogates are read unit by unit: a high one alone encodes nothing, a low one
+        // comes back as it was.
+        {"[A]\nk=a\xED\xA0\x80"
+         "b\xED\xB0\x80\n",
+         true, "[A]=;k=ab\xED\xB0\x80;"},
     };
     for (Case const& c : cases) {
         CIniFile ini;
