@@ -8,10 +8,9 @@
 //   MakeLowerReused/*    vs  IcuToLower/*   (and Upper)   (ICU's ucasemap, when available: both
 //                                                           write into a buffer kept across
 //                                                           rounds, without allocating)
-//   CompareNoCase32      vs  Strcasecmp32                 (two equal 32-byte ASCII strings;
-//                                                           strcasecmp folds ASCII only; the
-//                                                           *Unaligned pair has the argument at
-//                                                           an odd address)
+//   CompareNoCase/N/K    vs  Strcasecmp/N/K               (two equal N-byte ASCII strings, the
+//                                                           argument K bytes into a longer
+//                                                           text; strcasecmp folds ASCII only)
 //   ToWide/*             vs  IcuFromUtf8/*                (ICU's u_strFromUTF8, when available)
 // MakeLowerFreshCopy/* also pays for a new string each round, as a caller lowering a string it
 // received does; MakeLowerInPlace/* maps one string over and over, the mapping alone.
@@ -19,6 +18,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include <cctype>
 #include <cstring>
 #include <iterator>
 #include <random>
@@ -172,50 +172,40 @@ BENCHMARK(MakeUpperReused)->Arg(0)->Arg(1);
 BENCHMARK(MakeLowerInPlace)->Arg(0)->Arg(1);
 BENCHMARK(MakeUpperInPlace)->Arg(0)->Arg(1);
 
-void CompareNoCase32(benchmark::State& state) {
-    CUtf8String const a("The Quick Brown Fox Jumps Over!!");
-    std::string const b = "the quick brown fox jumps over!!";
+// Two equal ASCII texts in different cases, of range(0) bytes, the argument starting range(1)
+// bytes into a longer text (an odd offset stands for a pointer into the middle of one). `Own`
+// holds the first text, as the compared object or as the string strcasecmp is given.
+template <class Own, class Compare>
+void CompareEqualTexts(benchmark::State& state, Compare compare) {
+    static const char kLetters[] = "The Quick Brown Fox Jumps Over The Lazy Dog!! 0123456789";
+    auto const length = static_cast<std::size_t>(state.range(0));
+    auto const offset = static_cast<std::size_t>(state.range(1));
+    std::string text;
+    for (std::size_t i = 0; i < length; ++i)
+        text += kLetters[i % (sizeof kLetters - 1)];
+    std::string arg = std::string(offset, '-') + text;
+    for (char& c : arg)
+        c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));
+    Own const own(text.c_str());
     for (auto _ : state) {
-        const char* p = b.c_str();
+        const char* p = arg.c_str() + offset;
         benchmark::DoNotOptimize(p);
-        benchmark::DoNotOptimize(a.CompareNoCase(p));
+        benchmark::DoNotOptimize(compare(own, p));
     }
 }
-BENCHMARK(CompareNoCase32);
 
-void Strcasecmp32(benchmark::State& state) {
-    std::string const a = "The Quick Brown Fox Jumps Over!!";
-    std::string const b = "the quick brown fox jumps over!!";
-    for (auto _ : state) {
-        const char* p = b.c_str();
-        benchmark::DoNotOptimize(p);
-        benchmark::DoNotOptimize(strcasecmp(a.c_str(), p));
-    }
+void CompareNoCase(benchmark::State& state) {
+    CompareEqualTexts<CUtf8String>(
+        state, [](CUtf8String const& own, const char* p) { return own.CompareNoCase(p); });
 }
-BENCHMARK(Strcasecmp32);
 
-// The same with the argument at an odd address, as a pointer into a longer text would be.
-void CompareNoCase32Unaligned(benchmark::State& state) {
-    CUtf8String const a("The Quick Brown Fox Jumps Over!!");
-    std::string const b = "12345the quick brown fox jumps over!!";
-    for (auto _ : state) {
-        const char* p = b.c_str() + 5;
-        benchmark::DoNotOptimize(p);
-        benchmark::DoNotOptimize(a.CompareNoCase(p));
-    }
+void Strcasecmp(benchmark::State& state) {
+    CompareEqualTexts<std::string>(
+        state, [](std::string const& own, const char* p) { return strcasecmp(own.c_str(), p); });
 }
-BENCHMARK(CompareNoCase32Unaligned);
 
-void Strcasecmp32Unaligned(benchmark::State& state) {
-    std::string const a = "The Quick Brown Fox Jumps Over!!";
-    std::string const b = "12345the quick brown fox jumps over!!";
-    for (auto _ : state) {
-        const char* p = b.c_str() + 5;
-        benchmark::DoNotOptimize(p);
-        benchmark::DoNotOptimize(strcasecmp(a.c_str(), p));
-    }
-}
-BENCHMARK(Strcasecmp32Unaligned);
+BENCHMARK(CompareNoCase)->Args({32, 0})->Args({32, 5})->Args({8, 0})->Args({47, 3});
+BENCHMARK(Strcasecmp)->Args({32, 0})->Args({32, 5})->Args({8, 0})->Args({47, 3});
 
 void ToWide(benchmark::State& state) {
     const std::string& text = Input(static_cast<int>(state.range(0)));

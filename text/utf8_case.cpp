@@ -305,27 +305,30 @@ inline bool CompareFrom(const unsigned char*& a, const unsigned char* aEnd, cons
 // are decided. ASCII bytes read the same whether or not the argument `b` turns out to be valid
 // (only bytes of 0x80 and above are replaced), so its validity matters only once a non-ASCII
 // byte shows up. `a` is the start of the own text, [a, aEnd] readable (aEnd holds its
-// terminator). Returns true with the result when the comparison is decided; otherwise `a` and
-// `b` are left at the first pair of bytes that needs the general walk.
+// terminator). Each returns true with the result when the comparison is decided; otherwise `a`
+// and `b` are left at the first pair of bytes that needs the general walk.
 //
 // The length of `b` is not measured first: that alone would cost about as much as the whole
-// comparison of short texts. Instead `b` is read sixteen bytes at a time in aligned units, each
-// holding a byte of it: the first one holds its start, and a further one is read only when all
-// of the one before matched bytes of `a` (01..7F), so held no terminator. `a` is read at the
-// same place, within its known bounds. An aligned unit stays in one page, so the bytes it holds
-// outside `b` cannot fault, and they decide nothing: those in front of it are moved out, and the
-// terminator compares unequal to the byte of `a`, so nothing beyond it counts. valgrind's
-// memcheck accepts such loads (an aligned load of which some bytes are addressable); the
-// sanitizers cannot know this, hence the exclusion.
+// comparison of short texts. Instead both sides are read sixteen bytes at a time, and a unit
+// decides where its first pair of bytes differs or is not plain ASCII. Bytes past either
+// terminator decide nothing: the terminator of `a` never counts as matching, and that of `b`
+// differs from any byte of `a` but a NUL, so the first deciding pair comes at or before both.
+// The sanitizers cannot know this, hence their exclusion from the functions that load.
 //
-// While the blocks match, both sides move on by amounts known from the addresses alone, never
-// by a count taken from the compared bytes, so that the processor need not wait for one
-// comparison before it reads on; and the matching path runs straight through (the partings are
-// marked unlikely, which measurably shortens it).
-__attribute__((no_sanitize("address", "thread"))) bool CompareAsciiPrefix(const unsigned char*& a,
-                                                                          const unsigned char* aEnd,
-                                                                          const unsigned char*& b,
-                                                                          int& result) {
+// While the units match, both sides move on by amounts known from the addresses alone, never by
+// a count taken from the compared bytes, so that the processor need not wait for one comparison
+// before it reads on; and the matching path runs straight through (the partings are marked
+// unlikely, which measurably shortens it).
+//
+// CompareAsciiInUnits reads only units that hold a byte of the text: `b` in aligned units, each
+// holding a byte of it (the first one holds its start, and a further one is read only when all of
+// the one before matched bytes of `a`, so held no terminator), and `a` at the same place within
+// its known bounds. An aligned unit stays in one page, so the bytes it holds outside `b` cannot
+// fault; those in front of it are moved out. valgrind's memcheck accepts such loads (an aligned
+// load of which some bytes are addressable), so it is the variant used under valgrind.
+__attribute__((no_sanitize("address", "thread"))) bool
+CompareAsciiInUnits(const unsigned char*& a, const unsigned char* aEnd, const unsigned char*& b,
+                    int& result) {
     // The loads of `b` stay in this function, which the sanitizers leave alone.
     auto const* const aBegin = a;
     unsigned const head = reinterpret_cast<std::uintptr_t>(b) & 15;
@@ -392,6 +395,74 @@ __attribute__((no_sanitize("address", "thread"))) bool CompareAsciiPrefix(const 
     }
 }
 
+// The whole comparison from `a` and `b` on, reading in units that hold a byte of the text.
+[[gnu::noinline]] int CompareInUnits(const unsigned char* a, const unsigned char* aEnd,
+                                     const unsigned char* b) {
+    int result;
+    if (CompareAsciiInUnits(a, aEnd, b, result))
+        return result;
+    return CompareLoweredRest(a, aEnd, b);
+}
+
+// Whether the `n` bytes from `p` lie in one page, so that reading them cannot fault whatever they
+// hold. Pages are 4 KiB or a multiple of it.
+inline bool InOnePage(const unsigned char* p, std::uintptr_t n) {
+    return (reinterpret_cast<std::uintptr_t>(p) & 4095) <= 4096 - n;
+}
+
+// The same for `a` and `b` each.
+inline bool BothInOnePage(const unsigned char* a, const unsigned char* b, std::uintptr_t n) {
+    std::uintptr_t const inPageA = reinterpret_cast<std::uintptr_t>(a) & 4095;
+    std::uintptr_t const inPageB = reinterpret_cast<std::uintptr_t>(b) & 4095;
+    return (inPageA > inPageB ? inPageA : inPageB) <= 4096 - n;
+}
+
+// Carries the sanitizer exclusion of its caller below, where it may read past a terminator.
+__attribute__((no_sanitize("address", "thread"))) inline __m128i
+LoadAhead16(const unsigned char* p) {
+    return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+}
+
+// The whole comparison, reading ahead: both sides sixteen bytes at a time from where they stand,
+// at any alignment, while no unit reaches into the next page; no unit needs moving, and a text of
+// up to fifteen bytes takes a single unit. At a page's edge the rest goes to CompareInUnits.
+__attribute__((no_sanitize("address", "thread"))) inline int
+CompareReadingAhead(const unsigned char* a, const unsigned char* aEnd, const unsigned char* b) {
+    int result;
+    // Two units a round while `a` has that many bytes left, so that only `b` can reach past its
+    // page.
+    for (; aEnd - a >= 32; a += 32, b += 32) {
+        if (__builtin_expect(!InOnePage(b, 32), 0))
+            return CompareInUnits(a, aEnd, b);
+        unsigned const same = SameLowerAscii16(LoadAhead16(a), LoadAhead16(b));
+        if (__builtin_expect(same != 0xFFFF, 0)) {
+            if (CompareFrom(a, aEnd, b, static_cast<unsigned>(__builtin_ctz(~same)), result))
+                return result;
+            return CompareLoweredRest(a, aEnd, b);
+        }
+        unsigned const next = SameLowerAscii16(LoadAhead16(a + 16), LoadAhead16(b + 16));
+        if (__builtin_expect(next != 0xFFFF, 0)) {
+            if (CompareFrom(a, aEnd, b, 16 + static_cast<unsigned>(__builtin_ctz(~next)), result))
+                return result;
+            return CompareLoweredRest(a, aEnd, b);
+        }
+    }
+    // A unit that matches whole holds no terminator of `a`, so `a` stays within its text.
+    for (; a != aEnd; a += 16, b += 16) {
+        if (__builtin_expect(!BothInOnePage(a, b, 16), 0))
+            return CompareInUnits(a, aEnd, b);
+        unsigned const same = SameLowerAscii16(LoadAhead16(a), LoadAhead16(b));
+        if (__builtin_expect(same != 0xFFFF, 0)) {
+            if (CompareFrom(a, aEnd, b, static_cast<unsigned>(__builtin_ctz(~same)), result))
+                return result;
+            return CompareLoweredRest(a, aEnd, b);
+        }
+    }
+    if (CompareAsciiBytes(a, aEnd, b, result))
+        return result;
+    return CompareLoweredRest(a, aEnd, b);
+}
+
 } // namespace
 
 CUtf8String& CUtf8String::MakeLower() {
@@ -407,11 +478,10 @@ CUtf8String& CUtf8String::MakeUpper() {
 int CUtf8String::CompareNoCase(char const* s) const {
     if (s == nullptr)
         s = "";
-    auto const* a = reinterpret_cast<const unsigned char*>(m_str.data());
+    auto const* const a = reinterpret_cast<const unsigned char*>(m_str.data());
     auto const* const aEnd = a + m_str.size();
-    auto const* b = reinterpret_cast<const unsigned char*>(s);
-    int result;
-    if (CompareAsciiPrefix(a, aEnd, b, result))
-        return result;
-    return CompareLoweredRest(a, aEnd, b);
+    auto const* const b = reinterpret_cast<const unsigned char*>(s);
+    if (__builtin_expect(!utf8_private::detail::ReadAheadAllowed(), 0))
+        return CompareInUnits(a, aEnd, b);
+    return CompareReadingAhead(a, aEnd, b);
 }

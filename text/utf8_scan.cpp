@@ -388,6 +388,15 @@ std::atomic<SkipFn> g_skip{SkipAsciiSse2};
 
 } // namespace
 
+// Constant-initialised to the variant that is always safe, so that comparisons from other
+// load-time constructors may run before this one has decided.
+std::atomic<bool> g_readAhead{false};
+
+namespace {
+[[maybe_unused]] bool const g_readAheadChosen =
+    (g_readAhead.store(!UnderValgrind(), std::memory_order_relaxed), true);
+} // namespace
+
 bool ForceScanKernel(ScanKernel kernel, bool readAhead) {
     ScanFn scan = nullptr;
     SkipFn skip = SkipAsciiSse2;
@@ -413,6 +422,7 @@ bool ForceScanKernel(ScanKernel kernel, bool readAhead) {
         return false;
     g_scan.store(scan, std::memory_order_relaxed);
     g_skip.store(skip, std::memory_order_relaxed);
+    g_readAhead.store(readAhead && !UnderValgrind(), std::memory_order_relaxed);
     return true;
 }
 

@@ -3,6 +3,7 @@
 
 #include <platform/unicode.h>
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 
@@ -86,6 +87,14 @@ enum class ScanKernel { Best, Avx2, Sse2, Scalar };
 // kernels: whether they pass over long ASCII runs in chunks that may extend past the text, or
 // unit by unit (the variant chosen under valgrind). Not for use while other threads scan.
 bool ForceScanKernel(ScanKernel kernel, bool readAhead = true);
+
+// Whether code that compares texts block by block may read past a text's terminator, within the
+// page the terminator is on: the readAhead choice of the scans, which ForceScanKernel changes.
+// False until the library's load-time initialisation has run, and under valgrind.
+extern std::atomic<bool> g_readAhead;
+inline bool ReadAheadAllowed() {
+    return g_readAhead.load(std::memory_order_relaxed);
+}
 
 // Validates the NUL-terminated `s` by the light rule (the same verdict as stepping with
 // IsValidCodePoint). When it is valid, stores the byte length up to the NUL in `len`.
