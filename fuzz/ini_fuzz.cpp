@@ -51,14 +51,14 @@ bool HasLineBreak(const std::string& s) {
 
 // The reader walks the text in 16-bit units and appends each unit back as UTF-8 on its own, so a
 // character beyond the Basic Multilingual Plane (a four-byte sequence or longer) comes back as
-// "?", and an encoded high surrogate (ED A0..AF ..), alone in its append, as nothing. Stored names
-// are valid UTF-8 by the light rule, so those byte patterns mark them.
-bool LostByTheReader(const std::string& s) {
+// "?", an encoded high surrogate (ED A0..AF ..), alone in its append, as nothing, and an overlong
+// three-byte form (E0 80..9F ..) in its shortest form. Stored names are valid UTF-8 by the light
+// rule, so those byte patterns mark them.
+bool ChangedByTheReader(const std::string& s) {
     for (std::size_t i = 0; i < s.size(); ++i) {
         auto const b = static_cast<unsigned char>(s[i]);
-        if (b >= 0xF0)
-            return true;
-        if (b == 0xED && i + 1 < s.size() && (static_cast<unsigned char>(s[i + 1]) & 0xF0) == 0xA0)
+        auto const next = i + 1 < s.size() ? static_cast<unsigned char>(s[i + 1]) : 0u;
+        if (b >= 0xF0 || (b == 0xED && (next & 0xF0) == 0xA0) || (b == 0xE0 && next < 0xA0))
             return true;
     }
     return false;
@@ -73,12 +73,12 @@ bool IsTrimmed(const std::string& s) {
 // header when it starts with ";", "#" or "[", and loses any leading white space the C library
 // knows (vertical tab and form feed too, which trimming keeps); values are trimmed; entries with an
 // empty key are not written, so only the empty value a header records survives under one; and
-// no name or value may hold what the reader loses (see LostByTheReader).
+// no name or value may hold what the reader changes (see ChangedByTheReader).
 bool Survives(const Entries& entries) {
     for (const auto& [section, key, value] : entries) {
         if (section.empty() || HasLineBreak(section) || section.find(']') != std::string::npos)
             return false;
-        if (LostByTheReader(section) || LostByTheReader(key) || LostByTheReader(value))
+        if (ChangedByTheReader(section) || ChangedByTheReader(key) || ChangedByTheReader(value))
             return false;
         if (key == kSectionMark)
             continue;
