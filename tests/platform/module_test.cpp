@@ -62,9 +62,8 @@ TEST(Resources, TablesAndLookups) {
                   zulwin::LoadString(&module, 8, big, 0),
               0u);
     zulwin::CString s;
-    EXPECT_TRUE(zulplatform::LoadString(s, &module, 8));
-    EXPECT_FALSE(zulplatform::LoadString(s, &module, 99));
-    EXPECT_FALSE(zulplatform::LoadString(s, nullptr, 8));
+    EXPECT_TRUE(zulplatform::LoadString(s, &module, 8) && s == "Hello, wide world");
+    EXPECT_FALSE(zulplatform::LoadString(s, &module, 99) || zulplatform::LoadString(s, nullptr, 8));
 
     zulplatform::CModule caps(data, "/opt/x/strings.LANG");
     EXPECT_TRUE(zulplatform::HasLocalizedResources(&module) &&
@@ -86,7 +85,6 @@ TEST(LibraryModule, RegisteredAtLoad) {
     EXPECT_NE(file.find("libplatform.so"), std::string::npos);
     EXPECT_NE(shared->GetHandle(), nullptr);
     EXPECT_EQ(dlsym(shared->GetHandle(), "GetModule"), reinterpret_cast<void*>(&GetModule));
-    EXPECT_STREQ(self->LoadString(103), "%s was not found.");
 }
 
 TEST(LibraryModule, ResourceHandle) {
@@ -226,10 +224,6 @@ TEST(SamplePlugin, LoadsRegistersAndReceivesNotifications) {
     ASSERT_NE(greet, nullptr);
     greet("tester", greeting, sizeof greeting);
     EXPECT_STREQ(greeting, "Hello, tester, from the sample plug-in.");
-
-    // Loading again gives the same module object; each load is matched by a FreeLibrary.
-    EXPECT_EQ(zulwin::LoadLibrary(SAMPLE_PLUGIN_PATH), plugin);
-    EXPECT_TRUE(zulwin::FreeLibrary(plugin));
     EXPECT_TRUE(zulwin::FreeLibrary(plugin));
 }
 

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -34,33 +33,27 @@ std::uint64_t Digest(const CTimeZone& zone) {
 
 TEST(TimeZoneThreads, ConcurrentLoadsShareOneZoneAndAgree) {
     // Names not loaded before in this process, so that the threads race on the first load.
-    std::vector<std::string> const names = {"Europe/Vienna",
-                                            "America/Chicago",
-                                            "Australia/Adelaide",
-                                            "Pacific/Tongatapu",
-                                            "Tokyo Standard Time",
-                                            "Asia/Tehran",
-                                            "<-0330>3:30<-0230>,M3.2.0,M11.1.0",
-                                            "America/Santiago"};
-    std::vector<std::uint64_t> expected;
-    std::vector<std::thread> threads;
-    constexpr int kThreads = 8;
+    const char* const names[] = {"Europe/Vienna",
+                                 "America/Chicago",
+                                 "Australia/Adelaide",
+                                 "Pacific/Tongatapu",
+                                 "Tokyo Standard Time",
+                                 "Asia/Tehran",
+                                 "<-0330>3:30<-0230>,M3.2.0,M11.1.0",
+                                 "America/Santiago"};
+    constexpr std::size_t kThreads = 8, kNames = std::size(names);
     std::vector<std::vector<std::uint64_t>> got(kThreads);
-    std::atomic<int> ready{0};
-    for (int i = 0; i < kThreads; ++i) {
+    std::atomic<std::size_t> ready{0};
+    std::vector<std::thread> threads;
+    for (std::size_t i = 0; i < kThreads; ++i) {
         threads.emplace_back([&, i] {
-            ++ready;
-            while (ready.load() < kThreads) {
+            for (++ready; ready.load() < kThreads;) {
             }
-            for (std::size_t k = 0; k < names.size(); ++k) {
-                const std::string& name = names[(k + static_cast<std::size_t>(i)) % names.size()];
+            for (std::size_t k = 0; k < kNames; ++k) {
                 CTimeZone zone;
-                if (!zone.Load(name.c_str())) {
-                    got[i].push_back(0);
-                    continue;
-                }
+                bool const loaded = zone.Load(names[(k + i) % kNames]);
                 CTimeZone const copy = zone; // values copied across threads share the zone
-                got[i].push_back(Digest(copy));
+                got[i].push_back(loaded ? Digest(copy) : 0);
                 std::vector<CTimeZoneTransition> list;
                 copy.GetTransitions(2030, list);
             }
@@ -68,13 +61,10 @@ TEST(TimeZoneThreads, ConcurrentLoadsShareOneZoneAndAgree) {
     }
     for (std::thread& t : threads)
         t.join();
-    for (const std::string& name : names) {
+    for (std::size_t k = 0; k < kNames; ++k) {
         CTimeZone zone;
-        ASSERT_TRUE(zone.Load(name.c_str())) << name;
-        expected.push_back(Digest(zone));
+        ASSERT_TRUE(zone.Load(names[k])) << names[k];
+        for (std::size_t i = 0; i < kThreads; ++i)
+            EXPECT_EQ(got[i][(k + kNames - i % kNames) % kNames], Digest(zone)) << i << " " << k;
     }
-    for (int i = 0; i < kThreads; ++i)
-        for (std::size_t k = 0; k < names.size(); ++k)
-            EXPECT_EQ(got[i][k], expected[(k + static_cast<std::size_t>(i)) % names.size()])
-                << i << " " << k;
 }
