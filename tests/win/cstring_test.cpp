@@ -1,3 +1,11 @@
+// CString, its editing loops and CStringArray: the rules a model would not show, random bytes
+// through every entry point against simple models, and the Replace and Remove loops against a
+// plain model that applies every round to a std::string by the same rules (search from the
+// position, bounded by the code-point count and ending at the first NUL; edit there; resume at
+// the start of what was put in), on texts drawn from a small alphabet so that hits are dense,
+// overlap and cascade.
+#include "support/utf8_reference.h"
+
 #include <platform/files.h>
 #include <platform/module.h>
 #include <platform/strings.h>
@@ -6,15 +14,28 @@
 
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <random>
 #include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
 
 using namespace std::string_literals;
+using test_support::RefAccept;
+using test_support::RefIsValidString;
+using test_support::RefLength;
 using zulwin::CString;
+using zulwin::CStringArray;
+
+// An element destructor that throws must end the process, not unwind through the array.
+static_assert(std::is_nothrow_destructible_v<CStringArray>);
 
 namespace {
 
-const auto Bytes = [](const CString& s) { return s.GetUtf8().str(); };
+std::string Bytes(const CString& s) {
+    return s.GetUtf8().str();
+}
 
 // A string holding exactly `bytes` (embedded NULs and invalid UTF-8 included).
 CString Raw(const std::string& bytes) {
@@ -23,20 +44,10 @@ CString Raw(const std::string& bytes) {
     return s;
 }
 
-// What a validated route must make of `bytes`: up to the first NUL, and if that is not valid
-// UTF-8, every byte of 0x80 and above turned into '?'.
-std::string Accepted(std::string s) {
-    s = s.c_str();
-    if (!utf8_private::IsValidString(s.c_str()))
-        std::replace_if(
-            s.begin(), s.end(), [](char c) { return (c & 0x80) != 0; }, '?');
-    return s;
-}
-
 // What the length-limited constructor must keep: the longest valid prefix of at most n bytes.
 std::string LongestValidPrefix(const std::string& bytes, size_t n) {
     std::string prefix = bytes.substr(0, std::min(n, std::strlen(bytes.c_str())));
-    while (!utf8_private::IsValidString(prefix.c_str()))
+    while (!RefIsValidString(prefix.c_str()))
         prefix.pop_back();
     return prefix;
 }
@@ -71,17 +82,87 @@ struct TextModule : zulplatform::IModule {
     const zulplatform::VersionRecord_t* GetVersionInfo() const override { return nullptr; }
 };
 
+// Up to `maxPieces` pieces of `pieces`; an empty piece is a NUL byte, left out unless allowed.
+template <std::size_t N>
+std::string Draw(std::mt19937& rng, const char* const (&pieces)[N], int maxPieces,
+                 bool allowNul = false) {
+    std::string out;
+    for (int n = static_cast<int>(rng() % (maxPieces + 1)); n > 0; --n) {
+        const char* piece = pieces[rng() % N];
+        if (*piece != 0 || allowNul)
+            out += *piece != 0 ? std::string(piece) : "\0"s;
+    }
+    return out;
+}
+
 // Bytes biased to what matters: ASCII, delimiters, white space, valid multi-byte text, stray
 // continuations, forbidden and 5/6-byte leads, surrogates, cut sequences.
-std::string RandomBytes(std::mt19937& rng, int maxPieces) {
-    // clang-format off
-    static const char* const pieces[] = {"a", ",", " ", "\t", "\b", "\v", "\r\n", "\xC3\xA9",
-        "\xE2\x82\xAC", "\xF0\x9F\x98\x80", "\x80", "\xC0", "\xF5", "\xFF", "\xFC", "\xE0\x80\x80",
-        "\xED\xA0\x80", "\xC3", "\xE2\x82", "\xF0\x9F\x98"};
-    // clang-format on
+// clang-format off
+const char* const kAnyPieces[] = {"a", ",", " ", "\t", "\b", "\v", "\r\n", "\xC3\xA9", "\xE2\x82\xAC",
+    "\xF0\x9F\x98\x80", "\x80", "\xC0", "\xF5", "\xFF", "\xFC", "\xE0\x80\x80", "\xED\xA0\x80", "\xC3",
+    "\xE2\x82", "\xF0\x9F\x98"};
+// Pieces that make hits overlap and multi-byte sequences straddle the edits: ASCII, valid
+// sequences, their parts, leads of every length, an occasional NUL.
+const char* const kEditPieces[] = {"a", "b", "a", "ab", "ba", "\xC3\xA9", "\xC3", "\xA9", "\xE2\x82\xAC",
+    "\xE2", "\x82", "\xF0\x9F\x98\x80", "\xF0", "\xFC", "\xFF", ""};
+// clang-format on
+
+// The search of the editing loops on the model.
+bool ModelFind(const std::string& b, const char* s, unsigned long& pos) {
+    if (pos >= RefLength(b))
+        return false;
+    const char* base = b.c_str();
+    const char* hit =
+        (s[0] != 0 && s[1] == 0) ? std::strchr(base + pos, s[0]) : std::strstr(base + pos, s);
+    if (hit == nullptr)
+        return false;
+    pos = static_cast<unsigned long>(hit - base);
+    return true;
+}
+
+struct Outcome {
+    std::string bytes;
+    int count;
+};
+
+// Round by round; nothing when the rounds do not end within `maxRounds`.
+std::optional<Outcome> ModelReplace(std::string b, const std::string& from, const std::string& to,
+                                    int maxRounds) {
+    if (b.empty() || from == to)
+        return Outcome{b, 0};
+    int count = 0;
+    for (unsigned long pos = 0; ModelFind(b, from.c_str(), pos); ++count) {
+        if (count == maxRounds)
+            return std::nullopt;
+        b.replace(pos, std::min(from.size(), b.size() - pos), to);
+    }
+    return Outcome{b, count};
+}
+
+// Applies `edit` at each hit of the character `c`, round by round.
+template <class F> Outcome ModelEachHit(std::string b, char c, F edit) {
+    const char text[2] = {c, 0};
+    int count = 0;
+    for (unsigned long pos = 0; ModelFind(b, text, pos); ++count)
+        edit(b, pos);
+    return {b, count};
+}
+
+Outcome ModelReplaceChar(const std::string& b, char from, char to) {
+    if (from == 0 || to == 0 || from == to)
+        return {b, 0};
+    return ModelEachHit(b, from, [to](std::string& s, unsigned long pos) { s[pos] = to; });
+}
+
+Outcome ModelRemove(const std::string& b, char c) {
+    return ModelEachHit(b, c, [](std::string& s, unsigned long pos) { s.erase(pos, 1); });
+}
+
+// The elements' exact bytes (embedded NULs included), each followed by '|'.
+std::string Joined(CStringArray const& array) {
     std::string out;
-    for (int n = static_cast<int>(rng() % (maxPieces + 1)); n > 0; --n)
-        out += pieces[rng() % std::size(pieces)];
+    for (long i = 0; i < array.GetCount(); ++i)
+        out += std::string(array[i].GetString(), array[i].GetLength()) + "|";
     return out;
 }
 
@@ -166,18 +247,21 @@ TEST(CStringRandom, EveryEntryPointAgainstSimpleModels) {
     const auto pick = [&](int lo, int hi) { return lo + static_cast<int>(rng() % (hi - lo + 1)); };
     const char* const sets[] = {",", " ;", "\xC3\xA9", "a\x80", "", nullptr};
     for (int round = 0; round < 3000; ++round) {
-        CString s = Raw(RandomBytes(rng, 8) + std::string(pick(0, 1), '\0') + RandomBytes(rng, 3));
+        CString s = Raw(Draw(rng, kAnyPieces, 8) + std::string(pick(0, 1), '\0') +
+                        Draw(rng, kAnyPieces, 3));
         for (int step = 0; step < 12; ++step) {
-            const std::string old = Bytes(s), arg = RandomBytes(rng, 3), to = RandomBytes(rng, 2);
+            const std::string old = Bytes(s), arg = Draw(rng, kAnyPieces, 3),
+                              to = Draw(rng, kAnyPieces, 2);
             const int len = int(old.size()), a = pick(-3, len + 3), b = pick(-3, len + 3);
             const int at = std::max(a, 0);
             const char c = arg.empty() ? '\0' : arg[0], *const set = sets[pick(0, 5)];
             SCOPED_TRACE(testing::PrintToString(old) + " with " + testing::PrintToString(arg));
             // Reading: pieces are validated and whole copies exact; searches hit what they say.
-            EXPECT_EQ(Accepted(old.substr(std::min(at, len), std::max(b, 0))), Bytes(s.Mid(a, b)));
-            EXPECT_EQ(a >= len ? old : Accepted(old.substr(0, at)), Bytes(s.Left(a)));
-            EXPECT_EQ(a >= len ? old : Accepted(old.substr(len - at)), Bytes(s.Right(a)));
-            EXPECT_EQ(Accepted(arg) + LongestValidPrefix(arg, a & 15),
+            EXPECT_EQ(RefAccept(old.substr(std::min(at, len), std::max(b, 0)).c_str()),
+                      Bytes(s.Mid(a, b)));
+            EXPECT_EQ(a >= len ? old : RefAccept(old.substr(0, at).c_str()), Bytes(s.Left(a)));
+            EXPECT_EQ(a >= len ? old : RefAccept(old.substr(len - at).c_str()), Bytes(s.Right(a)));
+            EXPECT_EQ(RefAccept(arg.c_str()) + LongestValidPrefix(arg, a & 15),
                       Bytes(CString(arg.c_str()) + CString(arg.c_str(), a & 15)));
             const int hit = s.Find(arg.c_str(), a), one = s.FindOneOf(set), last = s.ReverseFind(c);
             EXPECT_TRUE(hit == -1 || (hit >= a && old.find(arg.c_str(), hit) == size_t(hit)));
@@ -200,7 +284,7 @@ TEST(CStringRandom, EveryEntryPointAgainstSimpleModels) {
             case 2: // text is validated, a CString appended exactly, formatted text taken as is
                 s = s + arg.c_str() + Raw(to);
                 s.AppendFormat("%s|%d", to.c_str(), a);
-                model += Accepted(arg) + to + to + "|" + std::to_string(a);
+                model += RefAccept(arg.c_str()) + to + to + "|" + std::to_string(a);
                 break;
             case 3: // a set trims bytes at both ends; a NUL byte is never in a set
                 s.Trim(set);
@@ -233,7 +317,118 @@ TEST(CStringRandom, EveryEntryPointAgainstSimpleModels) {
             EXPECT_EQ(model, Bytes(s));
             ASSERT_EQ('\0', s.GetString()[s.GetLength()]);
             if (s.GetLength() > 256)
-                s = Raw(RandomBytes(rng, 8));
+                s = Raw(Draw(rng, kAnyPieces, 8));
         }
+    }
+}
+
+TEST(CStringEditModel, ReplaceAndRemoveMatchRoundByRound) {
+    std::mt19937 rng(4711);
+    int replaced = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const std::string text = Draw(rng, kEditPieces, 24, true);
+        const std::string from = Draw(rng, kEditPieces, 3), to = Draw(rng, kEditPieces, 3);
+        SCOPED_TRACE(testing::PrintToString(text) + " " + testing::PrintToString(from) + " -> " +
+                     testing::PrintToString(to));
+        // A replacement holding the searched text may replay without end; it has its own test.
+        if (!from.empty() && to.find(from) == std::string::npos) {
+            const auto expected = ModelReplace(text, from, to, 1 << 20);
+            ASSERT_TRUE(expected.has_value());
+            CString s = Raw(text);
+            EXPECT_EQ(expected->count, s.Replace(from.c_str(), to.c_str()));
+            EXPECT_EQ(expected->bytes, Bytes(s));
+            replaced += expected->count;
+        }
+        const char c = from.empty() ? '\0' : from[0], d = to.empty() ? 'a' : to.back();
+        CString byChar = Raw(text), removed = Raw(text);
+        const Outcome byCharExpected = ModelReplaceChar(text, c, d);
+        EXPECT_EQ(byCharExpected.count, byChar.Replace(c, d));
+        EXPECT_EQ(byCharExpected.bytes, Bytes(byChar));
+        const Outcome removedExpected = ModelRemove(text, c);
+        EXPECT_EQ(removedExpected.count, removed.Remove(c));
+        EXPECT_EQ(removedExpected.bytes, Bytes(removed));
+    }
+    EXPECT_GT(replaced, 2000); // the texts were dense with hits
+}
+
+// A replacement that contains the searched text is found again inside itself. With multi-byte
+// characters the rounds may still end, when the position reaches the code-point count; then the
+// result is the replayed one. In plain ASCII they never ended; the search now resumes after
+// each inserted text.
+TEST(CStringEditModel, ReplacementContainingTheSearchedText) {
+    std::mt19937 rng(99);
+    int ended = 0;
+    for (int round = 0; round < 3000; ++round) {
+        const std::string text = Draw(rng, kEditPieces, 12);
+        std::string from = Draw(rng, kEditPieces, 2);
+        if (from.empty())
+            from = "a";
+        const std::string to = Draw(rng, kEditPieces, 2) + from + Draw(rng, kEditPieces, 1);
+        if (to == from)
+            continue;
+        SCOPED_TRACE(testing::PrintToString(text) + " " + testing::PrintToString(from) + " -> " +
+                     testing::PrintToString(to));
+        const auto replayed = ModelReplace(text, from, to, 200);
+        if (!replayed)
+            continue;
+        ++ended;
+        CString s = Raw(text);
+        EXPECT_EQ(replayed->count, s.Replace(from.c_str(), to.c_str()));
+        EXPECT_EQ(replayed->bytes, Bytes(s));
+    }
+    EXPECT_GT(ended, 300);
+
+    // Plain ASCII: each occurrence of the original text is replaced once.
+    CString s("xaxa");
+    EXPECT_EQ(2, s.Replace("a", "aa"));
+    EXPECT_EQ("xaaxaa", Bytes(s));
+    EXPECT_EQ(0, s.Replace("", "b")); // an empty text would match forever
+    EXPECT_EQ("xaaxaa", Bytes(s));
+}
+
+// Find from a start: the count bound is only walked as far as the start, with the same verdict.
+TEST(CStringEditModel, FindFromEveryStart) {
+    std::mt19937 rng(5);
+    for (int round = 0; round < 3000; ++round) {
+        const std::string text = Draw(rng, kEditPieces, 16, true), what = Draw(rng, kEditPieces, 2);
+        const CString s = Raw(text);
+        for (int start = -2; start <= static_cast<int>(text.size()) + 2; ++start) {
+            unsigned long pos = static_cast<unsigned long>(static_cast<long>(start));
+            const int expected = ModelFind(text, what.c_str(), pos) ? static_cast<int>(pos) : -1;
+            ASSERT_EQ(expected, s.Find(what.c_str(), start))
+                << testing::PrintToString(text) << " " << testing::PrintToString(what) << " "
+                << start;
+        }
+    }
+}
+
+TEST(CStringArray, AddSetSizeCopyAppendAndRangeErrors) {
+    CStringArray array, copy, empty;
+    EXPECT_EQ(array.Add(zulwin::CString('\xE9', 2)), 0); // raw bytes are kept exactly
+    EXPECT_EQ(array.Add("b"), 1);
+    array.SetSize(3, 0);
+    copy.SetSize(5, 99); // Copy must shrink it
+    copy.Copy(array);
+    EXPECT_EQ(array.Append(array), 3); // appending to itself duplicates
+    EXPECT_EQ(array.Append(empty), 6);
+    EXPECT_EQ(Joined(array), "\xE9\xE9|b||\xE9\xE9|b||");
+    EXPECT_EQ(Joined(copy), "\xE9\xE9|b||");
+    // Range errors throw the code -1; GetCount() itself is out of range.
+    EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return array[-1].GetLength(); }));
+    EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return std::as_const(array)[6].GetLength(); }));
+    EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return array.SetSize(-1, 0), 0; }));
+}
+
+TEST(CStringArray, RemoveAtStopsAtTheEnd) {
+    // {index, count, what is left of a|b|c}; a negative index is a caller error: no crash.
+    std::tuple<int, int, char const*> const cases[] = {
+        {1, 10, "a|"}, {0, 0, "a|b|c|"}, {0, -3, "a|b|c|"}, {1, 1, "a|c|"},
+        {0, 2, "c|"},  {3, 1, "a|b|c|"}, {0, 3, ""},        {-1, 1, "a|b|c|"}};
+    for (auto const& [index, count, left] : cases) {
+        CStringArray array;
+        for (char const* text : {"a", "b", "c"})
+            array.Add(text);
+        array.RemoveAt(index, count);
+        EXPECT_EQ(Joined(array), left) << index << "," << count;
     }
 }

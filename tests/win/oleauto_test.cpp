@@ -11,11 +11,20 @@
 
 using namespace zulwin;
 
+using namespace std::string_literals;
+
 namespace {
 
-// The 32-bit prefix and the characters through the terminator.
+// The characters through the terminator, as many as the 32-bit prefix counts; "null" for none.
 std::u16string Contents(char16_t* s) {
-    return std::u16string(s, SysStringByteLen(s) / 2 + 1);
+    return s == nullptr ? u"null" : std::u16string(s, SysStringByteLen(s) / 2 + 1);
+}
+
+// Contents(s), then frees s.
+std::u16string Take(char16_t* s) {
+    std::u16string const contents = Contents(s);
+    SysFreeString(s);
+    return contents;
 }
 
 } // namespace
@@ -26,27 +35,13 @@ TEST(Bstr, AllocationLayoutAndCopies) {
     std::uint32_t prefix;
     std::memcpy(&prefix, reinterpret_cast<char*>(s) - 4, 4);
     EXPECT_EQ(prefix, 6u);
-    EXPECT_EQ(Contents(s), std::u16string(u"abc\0", 4));
-    SysFreeString(s);
-
-    for (const char16_t* empty : {static_cast<const char16_t*>(nullptr), u""}) {
-        s = SysAllocString(empty);
-        ASSERT_NE(s, nullptr);
-        EXPECT_EQ(SysStringByteLen(s), 0u);
-        EXPECT_EQ(s[0], 0);
-        SysFreeString(s);
-    }
+    EXPECT_EQ(Take(s), u"abc\0"s);
+    EXPECT_EQ(Take(SysAllocString(nullptr)), u"\0"s);
+    EXPECT_EQ(Take(SysAllocString(u"")), u"\0"s);
     // The copy stops at a NUL; the length is always the one asked for.
-    s = SysAllocStringLen(u"ab\0cd", 5);
-    EXPECT_EQ(SysStringByteLen(s), 10u);
-    EXPECT_EQ(Contents(s), std::u16string(u"ab\0\0\0\0", 6));
-    SysFreeString(s);
-    s = SysAllocStringLen(nullptr, 3);
-    EXPECT_EQ(Contents(s), std::u16string(4, u'\0'));
-    SysFreeString(s);
-    s = SysAllocStringLen(u"xyz", 0);
-    EXPECT_EQ(Contents(s), std::u16string(1, u'\0'));
-    SysFreeString(s);
+    EXPECT_EQ(Take(SysAllocStringLen(u"ab\0cd", 5)), u"ab\0\0\0\0"s);
+    EXPECT_EQ(Take(SysAllocStringLen(nullptr, 3)), u"\0\0\0\0"s);
+    EXPECT_EQ(Take(SysAllocStringLen(u"xyz", 0)), u"\0"s);
     // Lengths whose byte count does not fit the 32-bit prefix are refused without allocating.
     for (unsigned long huge :
          {0x80000000UL, 1UL << 32, 0x7FFFFFFFFFFFFFFBUL, 0x7FFFFFFFFFFFFFFCUL, ULONG_MAX})
@@ -60,19 +55,17 @@ TEST(Bstr, Reallocation) {
     char16_t* const before = s;
     EXPECT_EQ(SysReAllocString(&s, u"two"), 1); // same length: in place
     EXPECT_EQ(s, before);
-    EXPECT_EQ(Contents(s), std::u16string(u"two\0", 4));
+    EXPECT_EQ(Contents(s), u"two\0"s);
     EXPECT_EQ(SysReAllocString(&s, u"a much longer text"), 1);
-    EXPECT_EQ(Contents(s), std::u16string(u"a much longer text\0", 19));
+    EXPECT_EQ(Contents(s), u"a much longer text\0"s);
     EXPECT_EQ(SysReAllocString(&s, s + 2), 1); // from its own characters
-    EXPECT_EQ(Contents(s), std::u16string(u"much longer text\0", 17));
+    EXPECT_EQ(Contents(s), u"much longer text\0"s);
     EXPECT_EQ(SysReAllocString(&s, nullptr), 1);
-    EXPECT_EQ(Contents(s), std::u16string(1, u'\0'));
-    SysFreeString(s);
+    EXPECT_EQ(Take(s), u"\0"s);
 
     char16_t* none = nullptr;
     EXPECT_EQ(SysReAllocString(&none, u"new"), 1);
-    EXPECT_EQ(Contents(none), std::u16string(u"new\0", 4));
-    SysFreeString(none);
+    EXPECT_EQ(Take(none), u"new\0"s);
     EXPECT_EQ(SysReAllocString(nullptr, u"x"), 0);
 }
 

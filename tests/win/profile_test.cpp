@@ -13,6 +13,8 @@
 
 #include <cstring>
 #include <string>
+#include <tuple>
+#include <utility>
 
 using test_support::ReadFile;
 using test_support::ScratchDir;
@@ -27,32 +29,24 @@ TEST(GetPrivateProfileString, CopiesTruncatesAndFallsBack) {
     ScratchDir dir;
     std::string const file = dir / "p.ini";
     WriteFile(file, "[S]\nlong=abcdef\nshort=abc\n");
-    struct Case {
-        char const* section;
-        char const* key;
-        char const* def;
-        unsigned long size;
-        char const* file;
-        char const* text;
-        unsigned long result;
-    };
     std::string const missing = dir / "missing.ini";
-    Case const cases[] = {
-        {"S", "long", "d", 4, file.c_str(), "abc", 3},
-        {"s", "SHORT", "d", 4, file.c_str(), "abc", 3},
-        {"S", "short", "d", 3, file.c_str(), "ab", 2},
-        {"S", "none", "default", 16, file.c_str(), "default", 7},
-        {"S", "none", nullptr, 16, file.c_str(), "", 0},
-        {"S", "long", nullptr, 16, missing.c_str(), "", 0},
-        {"S", "long", "xyz", 1, missing.c_str(), "", 0},
-        {nullptr, nullptr, "null names", 16, file.c_str(), "null names", 10},
-    };
-    for (Case const& c : cases) {
+    // {section, key, default, size, in the missing file, text}; the result is the text's length.
+    using Row = std::tuple<char const*, char const*, char const*, unsigned long, bool, char const*>;
+    Row const cases[] = {{"S", "long", "d", 4, false, "abc"},
+                         {"s", "SHORT", "d", 4, false, "abc"},
+                         {"S", "short", "d", 3, false, "ab"},
+                         {"S", "none", "default", 16, false, "default"},
+                         {"S", "none", nullptr, 16, false, ""},
+                         {"S", "long", nullptr, 16, true, ""},
+                         {"S", "long", "xyz", 1, true, ""},
+                         {nullptr, nullptr, "null names", 16, false, "null names"}};
+    for (auto const& [section, key, def, size, inMissing, text] : cases) {
         char buffer[16];
         std::memset(buffer, '#', sizeof buffer);
-        EXPECT_EQ(GetPrivateProfileString(c.section, c.key, c.def, buffer, c.size, c.file),
-                  c.result);
-        EXPECT_STREQ(buffer, c.text);
+        EXPECT_EQ(GetPrivateProfileString(section, key, def, buffer, size,
+                                          (inMissing ? missing : file).c_str()),
+                  std::strlen(text));
+        EXPECT_STREQ(buffer, text);
     }
     char untouched[4] = "xyz";
     EXPECT_EQ(GetPrivateProfileString("S", "long", "d", untouched, 0, file.c_str()), 0u);
@@ -69,16 +63,11 @@ TEST(GetPrivateProfileInt, ConvertsAndClamps) {
     std::string const file = dir / "n.ini";
     WriteFile(file, "[N]\nhex=0x1F\nupper=0X10\nbare=0x\ntail=12abc\nbig=4294967296\n"
                     "max=4294967295\nminus=-1\nneg=-5\nspace=  42\nword=abc\nhexbad=0xZZ\n");
-    struct Case {
-        char const* key;
-        int result;
-    };
-    Case const cases[] = {
+    std::pair<char const*, int> const cases[] = {
         {"hex", 31},   {"upper", 16}, {"bare", 0},   {"tail", 12}, {"big", -1},   {"max", -1},
-        {"minus", -1}, {"neg", -1},   {"space", 42}, {"word", 0},  {"hexbad", 0}, {"absent", 77},
-    };
-    for (Case const& c : cases)
-        EXPECT_EQ(GetPrivateProfileInt("N", c.key, 77, file.c_str()), c.result) << c.key;
+        {"minus", -1}, {"neg", -1},   {"space", 42}, {"word", 0},  {"hexbad", 0}, {"absent", 77}};
+    for (auto const& [key, result] : cases)
+        EXPECT_EQ(GetPrivateProfileInt("N", key, 77, file.c_str()), result) << key;
     EXPECT_EQ(GetPrivateProfileInt("N", "hex", 5, (dir / "missing").c_str()), 5);
 }
 

@@ -13,10 +13,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <filesystem>
 #include <string>
+#include <tuple>
 
+using namespace std::string_literals;
 using test_support::ReadFile;
 using test_support::ScratchDir;
 using test_support::WriteFile;
@@ -94,54 +95,41 @@ TEST_F(Registry, TypedValuesRoundTrip) {
     EXPECT_EQ(key.QueryDWORDValue("none", dword), 2);
     EXPECT_EQ(key.QueryDWORDValue(nullptr, dword), 13);
 
-    struct StringCase {
-        char const* name;
-        bool buffer;
-        unsigned int size;
-        int result;
-        unsigned int sizeAfter;
-    };
-    StringCase const strings[] = {
-        {"Port", true, 4, 234, 5}, {"Port", true, 5, 0, 5},    {"port", false, 0, 0, 5},
-        {"Port", true, 1, 13, 1},  {"missing", true, 9, 2, 9},
-    };
-    for (StringCase const& c : strings) {
+    // {binary, name, with a buffer, size, result, size after}; a buffer is only filled on
+    // success, and only as far as the value goes.
+    std::tuple<bool, char const*, bool, unsigned int, int, unsigned int> const cases[] = {
+        {false, "Port", true, 4, 234, 5},  {false, "Port", true, 5, 0, 5},
+        {false, "port", false, 0, 0, 5},   {false, "Port", true, 1, 13, 1},
+        {false, "missing", true, 9, 2, 9}, {true, "B", true, 1, 234, 2},
+        {true, "b", false, 1, 0, 2},       {true, "B", true, 4, 0, 2},
+        {true, "Empty", true, 4, 0, 0}};
+    for (auto const& [binary, name, withBuffer, sizeIn, result, sizeAfter] : cases) {
         char buffer[16] = "untouched";
-        unsigned int size = c.size;
-        EXPECT_EQ(key.QueryStringValue(c.name, c.buffer ? buffer : nullptr, &size), c.result);
-        EXPECT_EQ(size, c.sizeAfter);
-        EXPECT_STREQ(buffer, c.result == 0 && c.buffer ? "text" : "untouched");
+        char* const out = withBuffer ? buffer : nullptr;
+        unsigned int size = sizeIn;
+        EXPECT_EQ(binary ? key.QueryBinaryValue(name, out, &size)
+                         : key.QueryStringValue(name, out, &size),
+                  result)
+            << name;
+        EXPECT_EQ(size, sizeAfter) << name;
+        std::string const filled =
+            binary ? "\x01\xAB"s.substr(0, size) + "untouched"s.substr(size) : "text";
+        EXPECT_EQ(buffer, result == 0 && withBuffer ? filled : "untouched") << name;
     }
     EXPECT_EQ(key.QueryStringValue("Port", nullptr, nullptr), 13);
-
-    unsigned char bytes[4] = {};
-    unsigned int size = 1;
-    EXPECT_EQ(key.QueryBinaryValue("B", bytes, &size), 234);
-    EXPECT_EQ(size, 2u);
-    EXPECT_EQ(key.QueryBinaryValue("b", nullptr, &size), 0);
-    EXPECT_EQ(size, 2u);
-    size = sizeof bytes;
-    EXPECT_EQ(key.QueryBinaryValue("B", bytes, &size), 0);
-    EXPECT_EQ(size, 2u);
-    EXPECT_EQ(bytes[0], 0x01);
-    EXPECT_EQ(bytes[1], 0xAB);
-    EXPECT_EQ(key.QueryBinaryValue("Empty", bytes, &size), 0);
-    EXPECT_EQ(size, 0u);
 }
 
 TEST_F(Registry, BinaryDecodingStopsAtTheFirstBadPair) {
     WriteFile(Path(), "[K]\nb@BINARY = 0a1zzz33\nodd@BINARY = abc\n");
     CRegKey key;
     ASSERT_EQ(key.Open(Name().c_str(), "K", 0), 0);
-    unsigned char bytes[4] = {};
-    unsigned int size = sizeof bytes;
-    EXPECT_EQ(key.QueryBinaryValue("b", bytes, &size), 0);
-    EXPECT_EQ(size, 2u) << "\"1z\" reads as 1";
-    EXPECT_EQ(bytes[1], 0x01);
-    size = sizeof bytes;
-    EXPECT_EQ(key.QueryBinaryValue("odd", bytes, &size), 0);
-    EXPECT_EQ(size, 1u) << "an odd last digit is ignored";
-    EXPECT_EQ(bytes[0], 0xAB);
+    // "1z" reads as 1 and is the last byte; an odd last digit is ignored.
+    for (auto const& [name, bytes] : {std::pair{"b", "\x0A\x01"s}, {"odd", "\xAB"s}}) {
+        char buffer[4] = {};
+        unsigned int size = sizeof buffer;
+        EXPECT_EQ(key.QueryBinaryValue(name, buffer, &size), 0);
+        EXPECT_EQ(std::string(buffer, size), bytes) << name;
+    }
 }
 
 TEST_F(Registry, RecurseDeleteKeyUsesACharacterPrefix) {
