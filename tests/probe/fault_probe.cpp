@@ -1,19 +1,18 @@
 // Runs one saving or copying operation of the library and says how it ended, for the fault
 // injection tests (which load a preload library into this process that makes one C library call
-// fail). Output, one line each:
+// fail). Output:
 //   outcome=ok | outcome=false | outcome=cfileexception <cause> | outcome=exception <code>
-//   lasterror=<the thread's last error after the call>
-//   fds=<open descriptors before> <after>
+//   lasterror=<the thread's last error after the call> fds=<open descriptors before> <after>
 //
 //   fault_probe copy FROM TO          zulwin::CopyFile(FROM, TO, 0)
 //   fault_probe write FILE BYTES      CFile: create FILE and write BYTES bytes in 64 KiB writes
 //   fault_probe buffer FILE BYTES     CGrowableBuffer::Save of BYTES bytes into a created FILE
+//   fault_probe timestamp FILE        CTimeStamp::Save into a created FILE
 //   fault_probe ini FILE              CIniFile::Save(FILE) of a document with a changed value
 //   fault_probe profile FILE          WritePrivateProfileString of a changed value into FILE
 //   fault_probe registry NAME         CRegKey: Create NAME's key "Settings\Net", set a value of
 //                                     each type, Flush, Close (NAME below the application data
 //                                     directory, which the probe creates)
-//   fault_probe timestamp FILE        CTimeStamp::Save into a created FILE
 #include <platform/file.h>
 #include <platform/filesystem.h>
 #include <platform/growable_buffer.h>
@@ -26,25 +25,22 @@
 
 #include <sys/stat.h>
 
-#include <dirent.h>
-
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
+#include <filesystem>
 #include <functional>
+#include <iterator>
+#include <map>
 #include <string>
 #include <vector>
 
 namespace {
 
+// The open descriptors, less the listing's own.
 int CountDescriptors() {
-    int count = 0;
-    if (DIR* dir = opendir("/proc/self/fd")) {
-        while (dirent* entry = readdir(dir))
-            count += entry->d_name[0] != '.';
-        closedir(dir);
-    }
-    return count - 1; // the listing's own descriptor
+    std::filesystem::directory_iterator const listing("/proc/self/fd");
+    return static_cast<int>(std::distance(listing, {})) - 1;
 }
 
 // Runs `op` and prints how it ended.
@@ -60,42 +56,20 @@ int Report(const std::function<bool()>& op) {
         outcome = "exception " + std::to_string(e.GetCode());
     }
     unsigned int const lastError = zulwin::GetLastError();
-    int const after = CountDescriptors();
-    std::printf("outcome=%s\nlasterror=%u\nfds=%d %d\n", outcome.c_str(), lastError, before, after);
+    std::printf("outcome=%s\nlasterror=%u fds=%d %d\n", outcome.c_str(), lastError, before,
+                CountDescriptors());
     return 0;
 }
 
-bool WriteFile(const char* path, unsigned long bytes) {
+// Creates `path` through CFile, writes it with `write` and closes it (on unwinding too, by the
+// destructor); false when it cannot be created.
+bool IntoNewFile(const char* path, const std::function<void(zulwin::CFile&)>& write) {
     zulwin::CFile file;
     if (file.Open(path, zulwin::CFile::openWrite | zulwin::CFile::openCreate) == 0)
         return false;
-    std::vector<char> chunk(65536, 'w');
-    for (unsigned long done = 0; done < bytes; done += chunk.size())
-        file.Write(chunk.data(), std::min<unsigned long>(chunk.size(), bytes - done));
+    write(file);
     file.Close();
     return true;
-}
-
-bool SaveBuffer(const char* path, unsigned long bytes) {
-    CGrowableBuffer const buffer(std::vector<unsigned char>(bytes, 0x5A));
-    zulwin::CFile file;
-    if (file.Open(path, zulwin::CFile::openWrite | zulwin::CFile::openCreate) == 0)
-        return false;
-    buffer.Save(&file);
-    file.Close();
-    return true;
-}
-
-// The new content differs from what the tests put in the file in one value, so that the save
-// merges into the file and writes.
-bool SaveIni(const char* path) {
-    CIniFile ini;
-    ini.FromText("[A]\nk = new\n[B]\nx = 1\n");
-    return ini.Save(path);
-}
-
-bool WriteProfile(const char* path) {
-    return zulwin::WritePrivateProfileString("A", "k", "new", path) == 1;
 }
 
 bool SetRegistryValues(const char* name) {
@@ -110,35 +84,46 @@ bool SetRegistryValues(const char* name) {
     return key.Flush() == 0 && key.Close() == 0;
 }
 
-bool SaveTimeStamp(const char* path) {
-    zulplatform::CTimeStamp const ts("2024-05-06T07:08:09.1234567");
-    zulwin::CFile file;
-    if (file.Open(path, zulwin::CFile::openWrite | zulwin::CFile::openCreate) == 0)
-        return false;
-    ts.Save(&file);
-    file.Close();
-    return true;
-}
-
 } // namespace
 
 int main(int argc, char** argv) {
-    std::vector<std::string> const args(argv + 1, argv + argc);
-    if (args.size() == 3 && args[0] == "copy")
-        return Report([&] { return zulwin::CopyFile(argv[2], argv[3], 0) != 0; });
-    if (args.size() == 3 && args[0] == "write")
-        return Report([&] { return WriteFile(argv[2], std::strtoul(argv[3], nullptr, 10)); });
-    if (args.size() == 3 && args[0] == "buffer")
-        return Report([&] { return SaveBuffer(argv[2], std::strtoul(argv[3], nullptr, 10)); });
-    if (args.size() == 2 && args[0] == "ini")
-        return Report([&] { return SaveIni(argv[2]); });
-    if (args.size() == 2 && args[0] == "profile")
-        return Report([&] { return WriteProfile(argv[2]); });
-    if (args.size() == 2 && args[0] == "registry")
-        return Report([&] { return SetRegistryValues(argv[2]); });
-    if (args.size() == 2 && args[0] == "timestamp")
-        return Report([&] { return SaveTimeStamp(argv[2]); });
-    std::fprintf(stderr, "usage: fault_probe copy FROM TO | write FILE BYTES | buffer FILE BYTES |"
-                         " ini FILE | profile FILE | registry NAME | timestamp FILE\n");
+    const char* const file = argc > 2 ? argv[2] : "";
+    unsigned long const bytes = argc > 3 ? std::strtoul(argv[3], nullptr, 10) : 0;
+    std::map<std::string, std::function<bool()>> const ops = {
+        {"copy", [&] { return zulwin::CopyFile(file, argv[3], 0) != 0; }},
+        {"write",
+         [&] {
+             return IntoNewFile(file, [&](zulwin::CFile& f) {
+                 std::vector<char> const chunk(65536, 'w');
+                 for (unsigned long done = 0; done < bytes; done += chunk.size())
+                     f.Write(chunk.data(), std::min<unsigned long>(chunk.size(), bytes - done));
+             });
+         }},
+        {"buffer",
+         [&] {
+             CGrowableBuffer const buffer(std::vector<unsigned char>(bytes, 0x5A));
+             return IntoNewFile(file, [&](zulwin::CFile& f) { buffer.Save(&f); });
+         }},
+        {"timestamp",
+         [&] {
+             zulplatform::CTimeStamp const ts("2024-05-06T07:08:09.1234567");
+             return IntoNewFile(file, [&](zulwin::CFile& f) { ts.Save(&f); });
+         }},
+        // The new content differs in one value from what the tests put in the file, so that
+        // the save merges into the file and writes.
+        {"ini",
+         [&] {
+             CIniFile ini;
+             ini.FromText("[A]\nk = new\n[B]\nx = 1\n");
+             return ini.Save(file);
+         }},
+        {"profile", [&] { return zulwin::WritePrivateProfileString("A", "k", "new", file) == 1; }},
+        {"registry", [&] { return SetRegistryValues(file); }},
+    };
+    auto const op = ops.find(argc > 2 ? argv[1] : "");
+    if (op != ops.end())
+        return Report(op->second);
+    std::fprintf(stderr, "usage: fault_probe copy FROM TO | write FILE BYTES | buffer FILE BYTES | "
+                         "timestamp FILE | ini FILE | profile FILE | registry NAME\n");
     return 2;
 }

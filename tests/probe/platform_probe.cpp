@@ -38,6 +38,6 @@ int main(int argc, char** argv) {
                                                                       : "other");
         return 0;
     }
-    std::fprintf(stderr, "usage: platform_probe load NAME | instance\n");
+    std::fprintf(stderr, "usage: platform_probe load NAME | instance | out NAME\n");
     return 2;
 }

@@ -1,23 +1,17 @@
 // The confirmation prompt of platform-reg at a real terminal: the tool runs in a tmux session,
 // the test reads the screen and types the answer.
 #include "reg/reg_process.h"
-#include "support/scratch.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <string>
 #include <thread>
 #include <vector>
 
 namespace {
-
-using test_support::ReadFile;
-using test_support::ScratchDir;
-using test_support::WriteFile;
 
 // The output of a shell command line.
 std::string Shell(const std::string& command) {
@@ -42,19 +36,20 @@ std::string Quote(const std::string& text) {
 // A tmux server of this test alone (its own socket), killed at the end.
 class Tmux {
 public:
-    explicit Tmux(const std::string& socketDir) : m_socket(socketDir + "/tmux.sock") {}
-    ~Tmux() { Shell(Base() + " kill-server 2>/dev/null"); }
+    explicit Tmux(const std::string& dir)
+        : m_base("tmux -S " + Quote(dir + "/tmux.sock") + " -f /dev/null") {}
+    ~Tmux() { Shell(m_base + " kill-server 2>/dev/null"); }
 
     bool Start(const std::string& command) {
-        return std::system((Base() + " new-session -d -x 160 -y 40 " + Quote(command)).c_str()) ==
+        return std::system((m_base + " new-session -d -x 160 -y 40 " + Quote(command)).c_str()) ==
                0;
     }
-    std::string Screen() { return Shell(Base() + " capture-pane -p -t 0 2>/dev/null"); }
+    std::string Screen() { return Shell(m_base + " capture-pane -p -t 0 2>/dev/null"); }
     void Type(const std::string& keys) {
-        Shell(Base() + " send-keys -t 0 -l " + Quote(keys) + " && " + Base() +
+        Shell(m_base + " send-keys -t 0 -l " + Quote(keys) + " && " + m_base +
               " send-keys -t 0 Enter");
     }
-    // Waits up to 20 s for `text` to appear on the screen.
+    // Waits up to 20 s for `text` to be on the screen `occurrences` times.
     bool WaitFor(const std::string& text, std::size_t occurrences = 1) {
         for (int i = 0; i < 400; ++i) {
             std::string const screen = Screen();
@@ -70,13 +65,8 @@ public:
     }
 
 private:
-    std::string Base() const { return "tmux -S " + Quote(m_socket) + " -f /dev/null"; }
-    std::string m_socket;
+    std::string m_base;
 };
-
-bool HaveTmux() {
-    return std::system("command -v tmux >/dev/null 2>&1") == 0;
-}
 
 struct Dialogue {
     const char* what;
@@ -97,37 +87,32 @@ const Dialogue kDialogues[] = {
     {"no keeps a key", "delete s.ini K", "No", 5, "[K]|V@DWORD = 1", ""},
 };
 
+const std::vector<std::pair<std::string, std::string>> kFiles = {{"s.ini", "[K]\nV@DWORD = 1\n"}};
+
 TEST(PlatformRegTerminal, PromptAnswers) {
-    if (!HaveTmux())
+    if (std::system("command -v tmux >/dev/null 2>&1") != 0)
         GTEST_SKIP() << "tmux is not installed (tools/install-deps.sh installs it); the prompt "
                         "at a terminal is not tested";
     for (const Dialogue& d : kDialogues) {
         SCOPED_TRACE(d.what);
-        ScratchDir scratch;
-        std::string const app = scratch / "app";
-        mkdir(app.c_str(), 0755);
-        mkdir((app + "/user_data").c_str(), 0755);
-        WriteFile(app + "/user_data/s.ini", "[K]\nV@DWORD = 1\n");
-        std::string command = Quote(PLATFORM_REG_PATH) + " --dir " + Quote(app);
-        for (const std::string& a : reg_test::Words(d.command))
-            command += " " + Quote(a);
-        // The status goes to the screen and to a file; the pane stays until the server ends.
-        std::string const statusFile = scratch / "status";
-        command += "; s=$?; echo \"EXIT=$s\"; echo $s > " + Quote(statusFile) + "; sleep 60";
-        Tmux tmux(scratch.path());
+        reg_test::App const app(kFiles);
+        std::string command;
+        for (const std::string& word : app.Command(d.command))
+            command += Quote(word) + " ";
+        // The pane stays, with the status on it, until the server ends.
+        command += "; echo \"EXIT=$?\"; sleep 60";
+        Tmux tmux(app.scratch.path());
         ASSERT_TRUE(tmux.Start(command));
-        std::vector<std::string> const answers = reg_test::Pieces(d.answers);
+        std::vector<std::string> const answers = reg_test::Split(d.answers, '|');
         for (std::size_t i = 0; i < answers.size(); ++i) {
             ASSERT_TRUE(tmux.WaitFor("(Yes/No)?", i + 1)) << tmux.Screen();
             tmux.Type(answers[i]);
         }
         ASSERT_TRUE(tmux.WaitFor("EXIT=")) << tmux.Screen();
-        EXPECT_EQ(ReadFile(statusFile), std::to_string(d.status) + "\n") << tmux.Screen();
-        std::string const file = ReadFile(app + "/user_data/s.ini");
-        for (const std::string& has : reg_test::Pieces(d.fileHas))
-            EXPECT_NE(file.find(has), std::string::npos) << has << " missing from\n" << file;
-        for (const std::string& lacks : reg_test::Pieces(d.fileLacks))
-            EXPECT_EQ(file.find(lacks), std::string::npos) << lacks << " still in\n" << file;
+        std::string const screen = tmux.Screen();
+        EXPECT_NE(screen.find("EXIT=" + std::to_string(d.status) + "\n"), std::string::npos)
+            << screen;
+        reg_test::ExpectHoldsAndLacks(app.File("s.ini"), d.fileHas, d.fileLacks);
     }
 }
 

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <climits>
 #include <cstring>
@@ -18,59 +19,53 @@
 
 namespace {
 
-// The child's exit status: 0 when every check held, else the failed check's number.
-int InChild(const std::function<int()>& body) {
+using zulplatform::GetAppDir;
+using zulplatform::SetAppDir;
+
+// The child's exit status: 0 when every check `body` made (in order) held, else the number of
+// the first that failed.
+int InChild(const std::function<std::vector<bool>()>& body) {
     pid_t const pid = fork();
-    if (pid == 0)
-        _exit(body());
+    if (pid == 0) {
+        std::vector<bool> const checks = body();
+        for (std::size_t i = 0; i < checks.size(); ++i)
+            if (!checks[i])
+                _exit(static_cast<int>(i) + 1);
+        _exit(0);
+    }
     int status = 0;
     waitpid(pid, &status, 0);
     return WIFEXITED(status) ? WEXITSTATUS(status) : 100;
-}
-
-std::string Cwd() {
-    char buf[PATH_MAX];
-    return getcwd(buf, sizeof buf) != nullptr ? buf : "";
 }
 
 std::string Str(const char* s) {
     return s != nullptr ? s : "(null)";
 }
 
-struct Accepted {
-    std::string dir;
-    std::string expected; // "<cwd>" stands for the current directory
-};
-
 TEST(SetAppDir, SetsTheDirectoryWhenNothingAskedYet) {
-    std::string const cwd = Cwd();
-    std::vector<Accepted> const cases = {
+    char cwd[PATH_MAX];
+    ASSERT_NE(getcwd(cwd, sizeof cwd), nullptr);
+    struct {
+        std::string dir, expected;
+    } const cases[] = {
         {"/srv/app", "/srv/app/"},
         {"/srv/app/", "/srv/app/"},
         {"/srv//app/./bin/..", "/srv/app/"},
         {"/", "/"},
-        {"relative/dir", cwd + "/relative/dir/"},
-        {".", cwd + "/"},
+        {"relative/dir", std::string(cwd) + "/relative/dir/"},
+        {".", std::string(cwd) + "/"},
     };
-    for (const Accepted& c : cases) {
+    for (const auto& c : cases) {
         SCOPED_TRACE(c.dir);
         EXPECT_EQ(InChild([&] {
-                      if (!zulplatform::SetAppDir(c.dir.c_str()))
-                          return 1;
-                      if (Str(zulplatform::GetAppDir()) != c.expected)
-                          return 2;
-                      if (std::string(zulplatform::GetDefaultAppDataDir().GetString()) !=
-                          c.expected + "user_data/")
-                          return 3;
-                      // The executable's name is still its own.
-                      if (Str(zulplatform::GetExeName()) != "reg_tests")
-                          return 4;
-                      // Fixed now: a second call changes nothing.
-                      if (zulplatform::SetAppDir("/elsewhere"))
-                          return 5;
-                      if (Str(zulplatform::GetAppDir()) != c.expected)
-                          return 6;
-                      return 0;
+                      return std::vector<bool>{
+                          SetAppDir(c.dir.c_str()), Str(GetAppDir()) == c.expected,
+                          Str(zulplatform::GetDefaultAppDataDir().GetString()) ==
+                              c.expected + "user_data/",
+                          // The executable's name is still its own.
+                          Str(zulplatform::GetExeName()) == "reg_tests",
+                          // Fixed now: a second call changes nothing.
+                          !SetAppDir("/elsewhere"), Str(GetAppDir()) == c.expected};
                   }),
                   0);
     }
@@ -79,32 +74,26 @@ TEST(SetAppDir, SetsTheDirectoryWhenNothingAskedYet) {
 TEST(SetAppDir, RefusesBadPathsWithoutFixingTheDirectory) {
     std::string const tooLong(5000, 'a');
     std::string const longAfterResolving = "/" + std::string(4094, 'b');
-    std::vector<const char*> const refused = {nullptr, "", tooLong.c_str(),
-                                              longAfterResolving.c_str()};
-    for (const char* dir : refused) {
+    for (const char* dir :
+         {static_cast<const char*>(nullptr), "", tooLong.c_str(), longAfterResolving.c_str()}) {
         SCOPED_TRACE(dir == nullptr ? "null" : std::to_string(std::strlen(dir)));
         EXPECT_EQ(InChild([&] {
-                      if (zulplatform::SetAppDir(dir))
-                          return 1;
                       // A refused call must not have used up the once-only setting.
-                      if (!zulplatform::SetAppDir("/after/refusal"))
-                          return 2;
-                      return Str(zulplatform::GetAppDir()) == "/after/refusal/" ? 0 : 3;
+                      return std::vector<bool>{!SetAppDir(dir), SetAppDir("/after/refusal"),
+                                               Str(GetAppDir()) == "/after/refusal/"};
                   }),
                   0);
     }
 }
 
 TEST(SetAppDir, FalseOnceTheDirectoryWasComputed) {
-    for (auto const& first : {zulplatform::GetAppDir, zulplatform::GetExeName}) {
+    for (auto const& first : {GetAppDir, zulplatform::GetExeName}) {
         EXPECT_EQ(InChild([&] {
                       first();
-                      std::string const computed = Str(zulplatform::GetAppDir());
-                      if (computed.empty() || computed.back() != '/')
-                          return 1;
-                      if (zulplatform::SetAppDir("/srv/app"))
-                          return 2;
-                      return Str(zulplatform::GetAppDir()) == computed ? 0 : 3;
+                      std::string const computed = Str(GetAppDir());
+                      return std::vector<bool>{!computed.empty() && computed.back() == '/',
+                                               !SetAppDir("/srv/app"),
+                                               Str(GetAppDir()) == computed};
                   }),
                   0);
     }
@@ -123,20 +112,17 @@ TEST(SetAppDir, RacesWithTheFirstReader) {
                           threads.emplace_back([&, t] {
                               while (!go.load())
                                   std::this_thread::yield();
-                              if (t % 2 == 0 && zulplatform::SetAppDir("/raced/dir"))
+                              if (t % 2 == 0 && SetAppDir("/raced/dir"))
                                   wins.fetch_add(1);
-                              seen[t] = Str(zulplatform::GetAppDir());
+                              seen[t] = Str(GetAppDir());
                           });
                       go.store(true);
                       for (std::thread& t : threads)
                           t.join();
-                      std::string const final = Str(zulplatform::GetAppDir());
-                      for (const std::string& s : seen)
-                          if (s != final)
-                              return 1;
-                      if (wins.load() > 1)
-                          return 2;
-                      return (wins.load() == 1) == (final == "/raced/dir/") ? 0 : 3;
+                      std::string const final = Str(GetAppDir());
+                      return std::vector<bool>{std::count(seen.begin(), seen.end(), final) == 8,
+                                               wins.load() <= 1,
+                                               (wins.load() == 1) == (final == "/raced/dir/")};
                   }),
                   0);
     }
