@@ -304,9 +304,8 @@ inline bool CompareFrom(const unsigned char*& a, const unsigned char* aEnd, cons
 // The case-insensitive comparison while both sides read ASCII, which is where most comparisons
 // are decided. ASCII bytes read the same whether or not the argument `b` turns out to be valid
 // (only bytes of 0x80 and above are replaced), so its validity matters only once a non-ASCII
-// byte shows up. `a` is the start of the own text, [a, aEnd] readable (aEnd holds its
-// terminator). Each returns true with the result when the comparison is decided; otherwise `a`
-// and `b` are left at the first pair of bytes that needs the general walk.
+// byte shows up. `a` is a position in the own text, [a, aEnd] readable (aEnd holds its
+// terminator).
 //
 // The length of `b` is not measured first: that alone would cost about as much as the whole
 // comparison of short texts. Instead both sides are read sixteen bytes at a time, and a unit
@@ -325,7 +324,9 @@ inline bool CompareFrom(const unsigned char*& a, const unsigned char* aEnd, cons
 // the one before matched bytes of `a`, so held no terminator), and `a` at the same place within
 // its known bounds. An aligned unit stays in one page, so the bytes it holds outside `b` cannot
 // fault; those in front of it are moved out. valgrind's memcheck accepts such loads (an aligned
-// load of which some bytes are addressable), so it is the variant used under valgrind.
+// load of which some bytes are addressable), so it is the variant used under valgrind. Returns
+// true with the result when the comparison is decided; otherwise `a` and `b` are left at the
+// first pair of bytes that needs the general walk.
 __attribute__((no_sanitize("address", "thread"))) bool
 CompareAsciiInUnits(const unsigned char*& a, const unsigned char* aEnd, const unsigned char*& b,
                     int& result) {
