@@ -274,6 +274,17 @@ std::uint64_t MurmurHash64A(unsigned char const* p, std::size_t len) {
     return Finish(hash);
 }
 
+// `hash` moved on over the block at `block` when len % 16 >= 8 (the last whole block, which
+// stands alone) and over the last len % 8 bytes.
+inline std::uint64_t MixLastBytes(std::uint64_t hash, unsigned char const* p, std::size_t len,
+                                  unsigned char const* block) {
+    if ((len & 8) != 0)
+        hash = MixBlock(hash, Load64(block));
+    if ((len & 7) != 0)
+        hash = (hash ^ LoadTail(p, len)) * kHashMul;
+    return hash;
+}
+
 // The unfinished hash of p[0..len) for len >= 16 (taken for 32 on), two blocks per step; sets
 // `sawNul` when a byte of the range is NUL.
 inline std::uint64_t HashLongWatchingNul(unsigned char const* p, std::size_t len, bool& sawNul) {
@@ -290,10 +301,7 @@ inline std::uint64_t HashLongWatchingNul(unsigned char const* p, std::size_t len
     }
     if ((len & 15) != 0) {
         watch.See(p + len - 16); // the last 1..15 bytes, overlapping bytes already seen
-        if ((len & 8) != 0)
-            hash = MixBlock(hash, Load64(block));
-        if ((len & 7) != 0)
-            hash = (hash ^ LoadTail(p, len)) * kHashMul;
+        hash = MixLastBytes(hash, p, len, block);
     }
     sawNul = watch.SawNul();
     return hash;
@@ -307,10 +315,7 @@ inline std::uint64_t HashMediumWatchingNul(unsigned char const* p, std::size_t l
     watch.See(p + len - 16);
     hash = MixBlock(hash, Load64(p));
     hash = MixBlock(hash, Load64(p + 8));
-    if ((len & 8) != 0)
-        hash = MixBlock(hash, Load64(p + 16));
-    if ((len & 7) != 0)
-        hash = (hash ^ LoadTail(p, len)) * kHashMul;
+    hash = MixLastBytes(hash, p, len, p + 16);
     sawNul = watch.SawNul();
     return hash;
 }
