@@ -130,16 +130,11 @@ TEST(GrowableBuffer, EditingAssignmentAndEquality) {
 
 TEST(GrowableBuffer, HexText) {
     // Text, and the bytes it parses to (none: false, leaving the buffer empty).
-    const std::pair<const char*, std::vector<unsigned char>> cases[] = {{"0aFF", {0x0A, 0xFF}},
-                                                                        {"00", {0}},
-                                                                        {"abc", {}},
-                                                                        {"xy", {}},
-                                                                        {"", {}},
-                                                                        {"0g", {}},
-                                                                        {"+1", {}},
-                                                                        {" 1", {}},
-                                                                        {"aBcD", {0xAB, 0xCD}},
-                                                                        {"0a\xC3\xA9", {}}};
+    // clang-format off
+    const std::pair<const char*, std::vector<unsigned char>> cases[] = {
+        {"0aFF", {0x0A, 0xFF}}, {"00", {0}}, {"aBcD", {0xAB, 0xCD}}, {"abc", {}}, {"xy", {}},
+        {"", {}}, {"0g", {}}, {"+1", {}}, {" 1", {}}, {"0a\xC3\xA9", {}}};
+    // clang-format on
     for (const auto& [text, bytes] : cases) {
         CGrowableBuffer b;
         b.Assign(reinterpret_cast<const unsigned char*>("old"), 3);
@@ -214,19 +209,8 @@ TEST(GrowableBuffer, BinaryFormThroughFiles) {
     const Case cases[] = {
         {std::string("\2\0\0", 3), 0, {0, 0}, false}, // length 2, nothing more arrives
         {std::string("\5\0\0\0\0\0\0\0ab", 10), 2, {'a', 'b', 0, 0, 0}, false},
-        {std::string("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFF"
-                     "ab",
-                     10),
-         0,
-         {'o', 'l', 'd'},
-         false},
-        {std::string("\0\0\0\0\0\0\0\x80"
-                     "ab",
-                     10),
-         0,
-         {'o', 'l', 'd'},
-         true},
-    };
+        {std::string("\xFF\xFF\xFF\xFF\xFF\xFF\xFF\xFFzz", 10), 0, {'o', 'l', 'd'}, false},
+        {std::string("\0\0\0\0\0\0\0\x80zz", 10), 0, {'o', 'l', 'd'}, true}};
     for (const Case& c : cases) {
         unsigned char memory[32];
         std::memcpy(memory, c.form.data(), c.form.size());

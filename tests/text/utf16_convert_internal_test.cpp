@@ -1,7 +1,7 @@
 // The UTF-8 to UTF-16 kernels, each forced in turn, against the plain reference (utf8_check, then
 // the standard converter): random texts that switch script every few words, valid and broken,
-// at every alignment; every cut of such a text; every byte of it replaced by each kind of bad
-// byte; and texts whose terminator is the last byte of a mapped page.
+// at every alignment and with their terminator on the last byte of a mapped page; every cut of
+// such a text; and every byte of it replaced by each kind of bad byte.
 #include "support/utf8_reference.h"
 #include "text/internal/utf16_convert.h"
 
@@ -81,56 +81,41 @@ protected:
     }
 };
 
-TEST_P(Utf16Kernels, AgreeWithTheReferenceAtEveryAlignment) {
-    std::mt19937 rng(2718);
-    std::vector<char> arena(600);
-    for (int round = 0; round < 20000; ++round) {
-        std::string const text = RandomText(rng, round % 4 == 0 ? 400 : 60, round % 2 == 0);
-        char* const s = arena.data() + round % 64;
-        std::memcpy(s, text.c_str(), text.size() + 1);
-        ASSERT_NO_FATAL_FAILURE(Check(s));
-    }
-}
-
-TEST_P(Utf16Kernels, EveryCutOfAValidText) {
-    std::mt19937 rng(31415);
-    for (int round = 0; round < 40; ++round) {
-        std::string const text = RandomText(rng, 200, false);
-        for (std::size_t cut = 0; cut <= text.size(); ++cut)
-            ASSERT_NO_FATAL_FAILURE(Check(text.substr(0, cut).c_str()));
-    }
-}
-
-TEST_P(Utf16Kernels, EveryBytePositionBroken) {
-    std::mt19937 rng(1618);
-    for (int round = 0; round < 30; ++round) {
-        std::string const text = RandomText(rng, 120, false);
-        for (std::size_t at = 0; at < text.size(); ++at) {
-            for (unsigned char bad : kBadBytes) {
-                std::string broken = text;
-                broken[at] = static_cast<char>(bad);
-                ASSERT_NO_FATAL_FAILURE(Check(broken.c_str()));
-            }
-        }
-    }
-}
-
-// The terminator is the last byte of a mapped page: the block loads must not reach past it.
-TEST_P(Utf16Kernels, TextsEndingAtAPageBoundary) {
+// Each text at every alignment, and with its terminator on the last byte of a mapped page, where
+// the block loads must not reach past it.
+TEST_P(Utf16Kernels, AgreeWithTheReferenceAtEveryAlignmentAndAtAPageEnd) {
     long const page = sysconf(_SC_PAGESIZE);
     void* const map =
         mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
     ASSERT_NE(MAP_FAILED, map);
-    char* const first = static_cast<char*>(map);
-    ASSERT_EQ(0, mprotect(first + page, page, PROT_NONE));
-    std::mt19937 rng(99);
-    for (int round = 0; round < 3000; ++round) {
-        std::string const text = RandomText(rng, 200, round % 2 == 0);
-        char* const s = first + page - text.size() - 1;
-        std::memcpy(s, text.c_str(), text.size() + 1);
-        ASSERT_NO_FATAL_FAILURE(Check(s));
+    char* const pageEnd = static_cast<char*>(map) + page;
+    ASSERT_EQ(0, mprotect(pageEnd, page, PROT_NONE));
+    std::mt19937 rng(2718);
+    std::vector<char> arena(600);
+    for (int round = 0; round < 20000; ++round) {
+        std::string const text = RandomText(rng, round % 4 == 0 ? 400 : 60, round % 2 == 0);
+        for (char* s : {arena.data() + round % 64, pageEnd - text.size() - 1}) {
+            std::memcpy(s, text.c_str(), text.size() + 1);
+            ASSERT_NO_FATAL_FAILURE(Check(s));
+        }
     }
     munmap(map, 2 * page);
+}
+
+// Every cut of a valid text, and every byte of it replaced by each kind of bad byte.
+TEST_P(Utf16Kernels, EveryCutAndEveryBrokenByteOfAValidText) {
+    std::mt19937 rng(31415);
+    for (int round = 0; round < 40; ++round) {
+        std::string const text = RandomText(rng, 160, false);
+        for (std::size_t at = 0; at <= text.size(); ++at) {
+            ASSERT_NO_FATAL_FAILURE(Check(text.substr(0, at).c_str()));
+            std::string broken = text;
+            for (std::size_t k = 0; at < text.size() && k < std::size(kBadBytes); ++k) {
+                broken[at] = static_cast<char>(kBadBytes[k]);
+                ASSERT_NO_FATAL_FAILURE(Check(broken.c_str()));
+            }
+        }
+    }
 }
 
 INSTANTIATE_TEST_SUITE_P(EveryKernel, Utf16Kernels,
