@@ -138,6 +138,48 @@ TEST(IniFileLoad, AFailedReadLoadsNothingAndAnInterruptedOneIsRetried) {
     }
 }
 
+// A memory file whose writes take at most `chunk` bytes each and, once it holds `limit` bytes,
+// none at all, without an error: as a disk file does near a full disk or its size limit.
+class ShortWrites : public zulwin::CMemFile {
+public:
+    ShortWrites(unsigned long chunk, unsigned long limit) : m_chunk(chunk), m_limit(limit) {}
+    void Write(const void* buffer, unsigned long count) override {
+        unsigned long const room = m_limit - std::min(m_limit, GetPosition());
+        CMemFile::Write(buffer, std::min({count, m_chunk, room}));
+    }
+
+    std::string Text() {
+        std::string text(GetLength(), '\0');
+        Seek(0, CFile::begin);
+        text.resize(CMemFile::Read(&text[0], static_cast<unsigned long>(text.size())));
+        return text;
+    }
+
+private:
+    unsigned long const m_chunk;
+    unsigned long const m_limit;
+};
+
+// Saving into a file goes on after a write that stops short, and throws -3 once one takes
+// nothing, rather than taking a cut-off text for a saved one.
+TEST(IniFileSave, ShortWritesGoOnAndAStalledOneThrows) {
+    CIniFile ini;
+    ini.WriteValue("A", "k", std::string(100, 'x').c_str());
+    CString text;
+    ini.ToText(text);
+    ShortWrites slow(7, ~0ul);
+    ASSERT_TRUE(ini.Save(slow));
+    EXPECT_EQ(slow.Text(), text.GetString());
+    ShortWrites stalled(7, 50);
+    try {
+        ini.Save(stalled);
+        ADD_FAILURE() << "a stalled save returned";
+    } catch (zulplatform::CException const& e) {
+        EXPECT_EQ(e.GetCode(), -3);
+    }
+    EXPECT_EQ(stalled.Text(), std::string(text.GetString()).substr(0, 50));
+}
+
 // The modification time and inode: unchanged only when the file was not written or replaced.
 std::tuple<time_t, long, ino_t> StatOf(std::string const& path) {
     struct stat st {};
