@@ -424,44 +424,42 @@ LoadAhead16(const unsigned char* p) {
     return _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
 }
 
+// The whole comparison from the pair of bytes `i` on, which a unit found to differ or not to be
+// plain ASCII: byte by byte while both sides read ASCII, then the general walk.
+inline int CompareOnFrom(const unsigned char* a, const unsigned char* aEnd, const unsigned char* b,
+                         unsigned i) {
+    int result;
+    if (CompareFrom(a, aEnd, b, i, result))
+        return result;
+    return CompareLoweredRest(a, aEnd, b);
+}
+
 // The whole comparison, reading ahead: both sides sixteen bytes at a time from where they stand,
 // at any alignment, while no unit reaches into the next page; no unit needs moving, and a text of
 // up to fifteen bytes takes a single unit. At a page's edge the rest goes to CompareInUnits.
 __attribute__((no_sanitize("address", "thread"))) inline int
 CompareReadingAhead(const unsigned char* a, const unsigned char* aEnd, const unsigned char* b) {
-    int result;
     // Two units a round while `a` has that many bytes left, so that only `b` can reach past its
     // page.
     for (; aEnd - a >= 32; a += 32, b += 32) {
         if (__builtin_expect(!InOnePage(b, 32), 0))
             return CompareInUnits(a, aEnd, b);
         unsigned const same = SameLowerAscii16(LoadAhead16(a), LoadAhead16(b));
-        if (__builtin_expect(same != 0xFFFF, 0)) {
-            if (CompareFrom(a, aEnd, b, static_cast<unsigned>(__builtin_ctz(~same)), result))
-                return result;
-            return CompareLoweredRest(a, aEnd, b);
-        }
+        if (__builtin_expect(same != 0xFFFF, 0))
+            return CompareOnFrom(a, aEnd, b, static_cast<unsigned>(__builtin_ctz(~same)));
         unsigned const next = SameLowerAscii16(LoadAhead16(a + 16), LoadAhead16(b + 16));
-        if (__builtin_expect(next != 0xFFFF, 0)) {
-            if (CompareFrom(a, aEnd, b, 16 + static_cast<unsigned>(__builtin_ctz(~next)), result))
-                return result;
-            return CompareLoweredRest(a, aEnd, b);
-        }
+        if (__builtin_expect(next != 0xFFFF, 0))
+            return CompareOnFrom(a, aEnd, b, 16 + static_cast<unsigned>(__builtin_ctz(~next)));
     }
     // A unit that matches whole holds no terminator of `a`, so `a` stays within its text.
     for (; a != aEnd; a += 16, b += 16) {
         if (__builtin_expect(!BothInOnePage(a, b, 16), 0))
             return CompareInUnits(a, aEnd, b);
         unsigned const same = SameLowerAscii16(LoadAhead16(a), LoadAhead16(b));
-        if (__builtin_expect(same != 0xFFFF, 0)) {
-            if (CompareFrom(a, aEnd, b, static_cast<unsigned>(__builtin_ctz(~same)), result))
-                return result;
-            return CompareLoweredRest(a, aEnd, b);
-        }
+        if (__builtin_expect(same != 0xFFFF, 0))
+            return CompareOnFrom(a, aEnd, b, static_cast<unsigned>(__builtin_ctz(~same)));
     }
-    if (CompareAsciiBytes(a, aEnd, b, result))
-        return result;
-    return CompareLoweredRest(a, aEnd, b);
+    return CompareOnFrom(a, aEnd, b, 0);
 }
 
 } // namespace
