@@ -2,13 +2,11 @@
 // the standard converter): random texts that switch script every few words, valid and broken,
 // at every alignment and with their terminator on the last byte of a mapped page; every cut of
 // such a text; and every byte of it replaced by each kind of bad byte.
+#include "support/guarded_page.h"
 #include "support/utf8_reference.h"
 #include "text/internal/utf16_convert.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <iterator>
@@ -84,22 +82,16 @@ protected:
 // Each text at every alignment, and with its terminator on the last byte of a mapped page, where
 // the block loads must not reach past it.
 TEST_P(Utf16Kernels, AgreeWithTheReferenceAtEveryAlignmentAndAtAPageEnd) {
-    long const page = sysconf(_SC_PAGESIZE);
-    void* const map =
-        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(MAP_FAILED, map);
-    char* const pageEnd = static_cast<char*>(map) + page;
-    ASSERT_EQ(0, mprotect(pageEnd, page, PROT_NONE));
+    test_support::GuardedPage page;
     std::mt19937 rng(2718);
     std::vector<char> arena(600);
     for (int round = 0; round < 20000; ++round) {
         std::string const text = RandomText(rng, round % 4 == 0 ? 400 : 60, round % 2 == 0);
-        for (char* s : {arena.data() + round % 64, pageEnd - text.size() - 1}) {
+        for (char* s : {arena.data() + round % 64, page.End() - text.size() - 1}) {
             std::memcpy(s, text.c_str(), text.size() + 1);
             ASSERT_NO_FATAL_FAILURE(Check(s));
         }
     }
-    munmap(map, 2 * page);
 }
 
 // Every cut of a valid text, and every byte of it replaced by each kind of bad byte.

@@ -2,13 +2,11 @@
 // and lengths on random text and on long ASCII runs with one disturbance, at every alignment and
 // ending right before an unmapped page, and on texts alone in heap blocks of their own, so that
 // no kernel goes unchecked on a machine that would never choose it.
+#include "support/guarded_page.h"
 #include "support/utf8_reference.h"
 #include "text/internal/utf8.h"
 
 #include <gtest/gtest.h>
-
-#include <sys/mman.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -83,12 +81,7 @@ protected:
 TEST_P(ScanKernels, AgreeWithTheReferencesAtEveryAlignmentAndAtAPageEnd) {
     const char* const disturbances[] = {"\xC3\xA9", "\xC3",     "\x80",        "\xF0\x9F\x98",
                                         "\xFF",     "\xC1\x81", "\xE4\xB8\xAD"};
-    long const page = sysconf(_SC_PAGESIZE);
-    void* const map =
-        mmap(nullptr, 2 * page, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-    ASSERT_NE(MAP_FAILED, map);
-    char* const pageEnd = static_cast<char*>(map) + page;
-    ASSERT_EQ(0, mprotect(pageEnd, page, PROT_NONE));
+    test_support::GuardedPage page;
     std::mt19937 rng(12345);
     std::vector<char> arena(4096 + 64);
     for (int round = 0; round < 24000; ++round) {
@@ -100,12 +93,11 @@ TEST_P(ScanKernels, AgreeWithTheReferencesAtEveryAlignmentAndAtAPageEnd) {
         } else {
             text = RandomText(rng, round % 4 == 1 ? 300 : 40);
         }
-        for (char* s : {arena.data() + rng() % 64, pageEnd - text.size() - 1}) {
+        for (char* s : {arena.data() + rng() % 64, page.End() - text.size() - 1}) {
             std::memcpy(s, text.c_str(), text.size() + 1);
             ASSERT_NO_FATAL_FAILURE(Check(s, text.size()));
         }
     }
-    munmap(map, 2 * page);
 }
 
 // Texts alone in a heap block of their own, starting at every offset of a 64-byte block and

@@ -1,0 +1,46 @@
+// A mapped page followed by one that may not be touched: bytes copied to end on the page's last
+// byte make any read past them fault, however far ahead the code under test reads.
+#pragma once
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstddef>
+#include <cstring>
+#include <stdexcept>
+
+namespace test_support {
+
+class GuardedPage {
+public:
+    GuardedPage() : m_size(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
+        void* const map =
+            mmap(nullptr, 2 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (map == MAP_FAILED)
+            throw std::runtime_error("GuardedPage: mmap failed");
+        m_begin = static_cast<char*>(map);
+        if (mprotect(m_begin + m_size, m_size, PROT_NONE) != 0) {
+            munmap(m_begin, 2 * m_size);
+            throw std::runtime_error("GuardedPage: mprotect failed");
+        }
+    }
+    ~GuardedPage() { munmap(m_begin, 2 * m_size); }
+    GuardedPage(const GuardedPage&) = delete;
+    GuardedPage& operator=(const GuardedPage&) = delete;
+
+    // The first byte that faults.
+    char* End() const { return m_begin + m_size; }
+
+    // Copies the `n` bytes at `bytes` to end on the page's last byte; returns where they start.
+    char* Place(const void* bytes, std::size_t n) {
+        char* const at = End() - n;
+        std::memcpy(at, bytes, n);
+        return at;
+    }
+
+private:
+    std::size_t const m_size;
+    char* m_begin = nullptr;
+};
+
+} // namespace test_support
