@@ -79,15 +79,7 @@ struct Model {
             b.insert(pos, s);
     }
     bool Find(const char* s, unsigned long& pos) const {
-        if (s == nullptr || pos >= RefLength(b))
-            return false;
-        const char* base = b.c_str();
-        const char* hit =
-            (s[0] != 0 && s[1] == 0) ? std::strchr(base + pos, s[0]) : std::strstr(base + pos, s);
-        if (hit == nullptr)
-            return false;
-        pos = static_cast<unsigned long>(hit - base);
-        return true;
+        return test_support::RefFindFrom(b, s, pos);
     }
 };
 

@@ -58,6 +58,21 @@ inline unsigned long RefLength(const std::string& s) {
     return count;
 }
 
+// The search of CString's editing loops on raw content `b`, from byte `pos`: nothing from a
+// position at or past the code-point count (positions and counts mix there, as in the class); a
+// single character by strchr, anything else by strstr. Moves `pos` to the hit.
+inline bool RefFindFrom(const std::string& b, const char* s, unsigned long& pos) {
+    if (s == nullptr || pos >= RefLength(b))
+        return false;
+    const char* const base = b.c_str();
+    const char* const hit =
+        (s[0] != 0 && s[1] == 0) ? std::strchr(base + pos, s[0]) : std::strstr(base + pos, s);
+    if (hit == nullptr)
+        return false;
+    pos = static_cast<unsigned long>(hit - base);
+    return true;
+}
+
 // The strictly valid prefix through the standard converter.
 inline std::u16string RefToWide(std::string s) {
     unsigned long const n = CUtf8String::utf8_check(reinterpret_cast<unsigned char*>(&s[0]));

@@ -107,19 +107,6 @@ const char* const kEditPieces[] = {"a", "b", "a", "ab", "ba", "\xC3\xA9", "\xC3"
     "\xE2", "\x82", "\xF0\x9F\x98\x80", "\xF0", "\xFC", "\xFF", ""};
 // clang-format on
 
-// The search of the editing loops on the model.
-bool ModelFind(const std::string& b, const char* s, unsigned long& pos) {
-    if (pos >= RefLength(b))
-        return false;
-    const char* base = b.c_str();
-    const char* hit =
-        (s[0] != 0 && s[1] == 0) ? std::strchr(base + pos, s[0]) : std::strstr(base + pos, s);
-    if (hit == nullptr)
-        return false;
-    pos = static_cast<unsigned long>(hit - base);
-    return true;
-}
-
 struct Outcome {
     std::string bytes;
     int count;
@@ -131,7 +118,7 @@ std::optional<Outcome> ModelReplace(std::string b, const std::string& from, cons
     if (b.empty() || from == to)
         return Outcome{b, 0};
     int count = 0;
-    for (unsigned long pos = 0; ModelFind(b, from.c_str(), pos); ++count) {
+    for (unsigned long pos = 0; test_support::RefFindFrom(b, from.c_str(), pos); ++count) {
         if (count == maxRounds)
             return std::nullopt;
         b.replace(pos, std::min(from.size(), b.size() - pos), to);
@@ -143,7 +130,7 @@ std::optional<Outcome> ModelReplace(std::string b, const std::string& from, cons
 template <class F> Outcome ModelEachHit(std::string b, char c, F edit) {
     const char text[2] = {c, 0};
     int count = 0;
-    for (unsigned long pos = 0; ModelFind(b, text, pos); ++count)
+    for (unsigned long pos = 0; test_support::RefFindFrom(b, text, pos); ++count)
         edit(b, pos);
     return {b, count};
 }
@@ -394,7 +381,8 @@ TEST(CStringEditModel, FindFromEveryStart) {
         const CString s = Raw(text);
         for (int start = -2; start <= static_cast<int>(text.size()) + 2; ++start) {
             unsigned long pos = static_cast<unsigned long>(static_cast<long>(start));
-            const int expected = ModelFind(text, what.c_str(), pos) ? static_cast<int>(pos) : -1;
+            const int expected =
+                test_support::RefFindFrom(text, what.c_str(), pos) ? static_cast<int>(pos) : -1;
             ASSERT_EQ(expected, s.Find(what.c_str(), start))
                 << testing::PrintToString(text) << " " << testing::PrintToString(what) << " "
                 << start;
