@@ -210,6 +210,15 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
                                               kLaneCompaction.shuffle[keepHi]))));
         out += __builtin_popcount(keepHi);
         p += advance;
+        // A window that stopped before a four-byte lead: the sequences there (a row of emoji,
+        // say) are converted one by one now, rather than by a window that would find nothing
+        // else to take.
+        if ((lead4 >> advance) & 1) {
+            do {
+                if (!ConvertOne(p, out))
+                    return out;
+            } while (p < end && *p >= 0xF0);
+        }
     }
     return ConvertScalar(p, end, out);
 }
