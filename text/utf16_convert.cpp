@@ -99,17 +99,16 @@ constexpr LaneCompaction BuildLaneCompaction() {
 
 constexpr LaneCompaction kLaneCompaction = BuildLaneCompaction();
 
-// The block transcoder. Text that switches script every few words mixes one-, two- and
-// three-byte sequences within any sixteen bytes, so rather than branching per sequence it
-// decodes a whole window at once: every byte is decoded as if it started a sequence (from itself
-// and the next two bytes), the lanes of continuation bytes are dropped, and the rest are packed
-// together. Validation is done on bit masks of the window (one bit per byte) and on the decoded
-// values, exactly by the strict rule. Four-byte sequences, anything invalid and the last bytes
-// of the text go through ConvertOne and ConvertScalar.
+// The block transcoder. Text that switches script every few words mixes sequences of every
+// length within any sixteen bytes, so rather than branching per sequence it decodes a whole
+// window at once: every byte is decoded as if it started a sequence (from itself and the next
+// two bytes), the lanes of continuation bytes are dropped, and the rest are packed together. A
+// four-byte sequence keeps two lanes: its lead's for the high surrogate, and its first
+// continuation's for the low one (which the next two bytes give). Validation is done on bit
+// masks of the window (one bit per byte) and on the decoded values, exactly by the strict rule.
+// Anything invalid and the last bytes of the text go through ConvertOne and ConvertScalar.
 __attribute__((target("avx2,popcnt"))) char16_t*
 ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
-    // Leads at 14 and 15 may need bytes beyond the window: they wait for the next one.
-    constexpr unsigned kLeadLimit = 14;
     // Three overlapping loads reach p[17], which must lie within the text. Each step writes at
     // most sixteen units at `out` and consumes at least as many bytes as it keeps units, so the
     // stores stay within the room of one unit per input byte.
@@ -139,29 +138,23 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
         unsigned const cont = high & ~above(-65);
         unsigned const lead3 = high & above(-33); // E0..FF
         unsigned const lead4 = high & above(-17); // F0..FF
+        unsigned const f8up = high & above(-9);   // F8..FF: never a lead
         unsigned const lead2 = high & ~cont & ~lead3;
         unsigned const c0c1 = static_cast<unsigned>(_mm_movemask_epi8(
             _mm_cmpeq_epi8(_mm_and_si128(v, _mm_set1_epi8(static_cast<char>(0xFE))),
                            _mm_set1_epi8(static_cast<char>(0xC0)))));
         unsigned const leads = ~cont & 0xFFFF;
-        unsigned const limit =
-            lead4 != 0 && static_cast<unsigned>(__builtin_ctz(lead4)) < kLeadLimit
-                ? static_cast<unsigned>(__builtin_ctz(lead4))
-                : kLeadLimit;
-        // The window ends at the first lead at or after the limit; a four-byte lead never
-        // enters it.
-        unsigned const advance =
-            static_cast<unsigned>(__builtin_ctz((leads & (~0u << limit)) | 0x10000u));
-        if (advance == 0) {
-            if (!ConvertOne(p, out))
-                return out;
-            continue;
-        }
+        // The window ends at the first lead from 14 on, whose sequence may reach past it, or at
+        // a four-byte lead at 13. Worked out from those three bytes alone rather than from the
+        // masks: the next window's start waits for it, and this way it does not wait for them.
+        unsigned const cont14 = (p[14] & 0xC0u) == 0x80u;
+        unsigned const cont15 = (p[15] & 0xC0u) == 0x80u;
+        unsigned const advance = p[13] >= 0xF0 ? 13 : 14 + cont14 * (1 + cont15);
         unsigned const taken = (1u << advance) - 1;
         // Each lead asks for its continuations; the bytes taken, and the lead just after them,
         // must be continuations exactly where asked.
-        unsigned const required = ((lead2 | lead3) << 1) | (lead3 << 2);
-        bool bad = (((required ^ cont) & ((taken << 1) | 1)) | (c0c1 & taken)) != 0;
+        unsigned const required = ((lead2 | lead3) << 1) | (lead3 << 2) | (lead4 << 3);
+        bool bad = (((required ^ cont) & ((taken << 1) | 1)) | ((c0c1 | f8up) & taken)) != 0;
 
         __m256i const w0 = _mm256_cvtepu8_epi16(v);
         __m256i const c1 = _mm256_and_si256(
@@ -179,14 +172,40 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
         __m256i const is3 = _mm256_cmpgt_epi16(w0, _mm256_set1_epi16(0xDF));
         // Three-byte values below U+0800 are overlong, D800..DFFF are surrogates.
         __m256i const top = _mm256_and_si256(cp3, _mm256_set1_epi16(static_cast<short>(0xF800)));
-        __m256i const bad3 = _mm256_and_si256(
-            is3, _mm256_or_si256(
-                     _mm256_cmpeq_epi16(top, _mm256_setzero_si256()),
-                     _mm256_cmpeq_epi16(top, _mm256_set1_epi16(static_cast<short>(0xD800)))));
+        __m256i badValue =
+            _mm256_or_si256(_mm256_cmpeq_epi16(top, _mm256_setzero_si256()),
+                            _mm256_cmpeq_epi16(top, _mm256_set1_epi16(static_cast<short>(0xD800))));
+        __m256i cp = _mm256_blendv_epi8(_mm256_blendv_epi8(w0, cp2, is2), cp3, is3);
+        unsigned keep = leads & taken;
+        if (__builtin_expect((lead4 & taken) == 0, 1)) {
+            badValue = _mm256_and_si256(is3, badValue);
+        } else {
+            // The code point's bits above the low ten, from the lead and the next two bytes:
+            // 0x40..0x43F for U+10000..U+10FFFF, anything else overlong or too large.
+            __m256i const is4 = _mm256_cmpgt_epi16(w0, _mm256_set1_epi16(0xEF));
+            __m256i const above10 = _mm256_or_si256(
+                _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(w0, _mm256_set1_epi16(7)), 8),
+                                _mm256_slli_epi16(c1, 2)),
+                _mm256_srli_epi16(c2, 4));
+            __m256i const bad4 =
+                _mm256_or_si256(_mm256_cmpgt_epi16(_mm256_set1_epi16(0x40), above10),
+                                _mm256_cmpgt_epi16(above10, _mm256_set1_epi16(0x43F)));
+            badValue = _mm256_blendv_epi8(_mm256_and_si256(is3, badValue), bad4, is4);
+            __m256i const highUnit = _mm256_add_epi16(above10, _mm256_set1_epi16(0xD7C0));
+            // In the lane after a four-byte lead, its third and fourth bytes: the low unit.
+            __m256i const lowUnit = _mm256_or_si256(
+                _mm256_or_si256(_mm256_slli_epi16(_mm256_and_si256(c1, _mm256_set1_epi16(0xF)), 6),
+                                c2),
+                _mm256_set1_epi16(static_cast<short>(0xDC00)));
+            __m256i const afterLead4 =
+                _mm256_alignr_epi8(is4, _mm256_permute2x128_si256(is4, is4, 0x08), 14);
+            cp = _mm256_blendv_epi8(_mm256_blendv_epi8(cp, highUnit, is4), lowUnit, afterLead4);
+            keep |= (lead4 << 1) & taken;
+        }
         // Two mask bits per 16-bit lane.
         std::uint32_t const takenLanes =
             advance == 16 ? ~std::uint32_t{0} : (std::uint32_t{1} << (2 * advance)) - 1;
-        bad |= (static_cast<std::uint32_t>(_mm256_movemask_epi8(bad3)) & takenLanes) != 0;
+        bad |= (static_cast<std::uint32_t>(_mm256_movemask_epi8(badValue)) & takenLanes) != 0;
         if (bad) {
             // Something in the window breaks the rule: the conversion ends within it.
             const unsigned char* const stop = p + advance;
@@ -195,8 +214,6 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
                     return out;
             continue;
         }
-        __m256i const cp = _mm256_blendv_epi8(_mm256_blendv_epi8(w0, cp2, is2), cp3, is3);
-        unsigned const keep = leads & taken;
         unsigned const keepLo = keep & 0xFF;
         unsigned const keepHi = keep >> 8;
         _mm_storeu_si128(reinterpret_cast<__m128i*>(out),
@@ -210,15 +227,6 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
                                               kLaneCompaction.shuffle[keepHi]))));
         out += __builtin_popcount(keepHi);
         p += advance;
-        // A window that stopped before a four-byte lead: the sequences there (a row of emoji,
-        // say) are converted one by one now, rather than by a window that would find nothing
-        // else to take.
-        if ((lead4 >> advance) & 1) {
-            do {
-                if (!ConvertOne(p, out))
-                    return out;
-            } while (p < end && *p >= 0xF0);
-        }
     }
     return ConvertScalar(p, end, out);
 }
