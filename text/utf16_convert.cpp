@@ -130,19 +130,20 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
             } while (_mm_movemask_epi8(v) == 0);
             continue;
         }
-        // Bytes compare as signed: 80..BF are -128..-65, C0..FF are -64..-1.
-        auto above = [&](int k) {
+        // Bit i of `bit(k)` is bit k of byte i: moving the 16-bit lanes up moves each byte's
+        // bits up within it (the bits entering a lane's high byte from its low one stay below
+        // the top).
+        auto bit = [&](int k) {
             return static_cast<unsigned>(
-                _mm_movemask_epi8(_mm_cmpgt_epi8(v, _mm_set1_epi8(static_cast<char>(k)))));
+                _mm_movemask_epi8(_mm_sll_epi16(v, _mm_cvtsi32_si128(7 - k))));
         };
-        unsigned const cont = high & ~above(-65);
-        unsigned const lead3 = high & above(-33); // E0..FF
-        unsigned const lead4 = high & above(-17); // F0..FF
-        unsigned const f8up = high & above(-9);   // F8..FF: never a lead
-        unsigned const lead2 = high & ~cont & ~lead3;
-        unsigned const c0c1 = static_cast<unsigned>(_mm_movemask_epi8(
-            _mm_cmpeq_epi8(_mm_and_si128(v, _mm_set1_epi8(static_cast<char>(0xFE))),
-                           _mm_set1_epi8(static_cast<char>(0xC0)))));
+        unsigned const b6 = bit(6), b5 = bit(5), b4 = bit(4), b3 = bit(3);
+        unsigned const cont = high & ~b6;                           // 80..BF
+        unsigned const lead3 = high & b6 & b5;                      // E0..FF
+        unsigned const lead4 = lead3 & b4;                          // F0..FF
+        unsigned const f8up = lead4 & b3;                           // F8..FF: never a lead
+        unsigned const lead2 = high & b6 & ~b5;                     // C0..DF
+        unsigned const c0c1 = lead2 & ~(b4 | b3 | bit(2) | bit(1)); // C0, C1: overlong
         unsigned const leads = ~cont & 0xFFFF;
         // The window ends at the first lead from 14 on, whose sequence may reach past it, or at
         // a four-byte lead at 13. Worked out from those three bytes alone rather than from the
@@ -163,18 +164,19 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
         __m256i const c2 = _mm256_and_si256(
             _mm256_cvtepu8_epi16(_mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 2))),
             _mm256_set1_epi16(0x3F));
-        __m256i const cp2 = _mm256_or_si256(
-            _mm256_slli_epi16(_mm256_and_si256(w0, _mm256_set1_epi16(0x1F)), 6), c1);
+        // The low five bits of the lead moved to bits 6..10, by shifts alone: constants cost
+        // registers, of which this loop has too few.
+        __m256i const cp2 = _mm256_or_si256(_mm256_srli_epi16(_mm256_slli_epi16(w0, 11), 5), c1);
         // The shift by 12 drops the E of the lead byte by itself.
         __m256i const cp3 = _mm256_or_si256(
             _mm256_or_si256(_mm256_slli_epi16(w0, 12), _mm256_slli_epi16(c1, 6)), c2);
-        __m256i const is2 = _mm256_cmpgt_epi16(w0, _mm256_set1_epi16(0x7F));
+        __m256i const is2 = _mm256_srai_epi16(_mm256_slli_epi16(w0, 8), 15);
         __m256i const is3 = _mm256_cmpgt_epi16(w0, _mm256_set1_epi16(0xDF));
-        // Three-byte values below U+0800 are overlong, D800..DFFF are surrogates.
-        __m256i const top = _mm256_and_si256(cp3, _mm256_set1_epi16(static_cast<short>(0xF800)));
-        __m256i badValue =
-            _mm256_or_si256(_mm256_cmpeq_epi16(top, _mm256_setzero_si256()),
-                            _mm256_cmpeq_epi16(top, _mm256_set1_epi16(static_cast<short>(0xD800))));
+        // Three-byte values below U+0800 are overlong, D800..DFFF are surrogates: the top five
+        // bits are 0 or 0x1B.
+        __m256i const top = _mm256_srli_epi16(cp3, 11);
+        __m256i badValue = _mm256_or_si256(_mm256_cmpeq_epi16(top, _mm256_setzero_si256()),
+                                           _mm256_cmpeq_epi16(top, _mm256_set1_epi16(0x1B)));
         __m256i cp = _mm256_blendv_epi8(_mm256_blendv_epi8(w0, cp2, is2), cp3, is3);
         unsigned keep = leads & taken;
         if (__builtin_expect((lead4 & taken) == 0, 1)) {
