@@ -150,7 +150,7 @@ ConvertAvx2(const unsigned char* p, const unsigned char* end, char16_t* out) {
         // masks: the next window's start waits for it, and this way it does not wait for them.
         unsigned const cont14 = (p[14] & 0xC0u) == 0x80u;
         unsigned const cont15 = (p[15] & 0xC0u) == 0x80u;
-        unsigned const advance = p[13] >= 0xF0 ? 13 : 14 + cont14 * (1 + cont15);
+        unsigned const advance = p[13] >= 0xF0 ? 13 : 14 + cont14 + (cont14 & cont15);
         unsigned const taken = (1u << advance) - 1;
         // Each lead asks for its continuations; the bytes taken, and the lead just after them,
         // must be continuations exactly where asked.
