@@ -106,9 +106,10 @@ template <int K> __attribute__((target("avx2"))) inline std::uint32_t BitOfEachB
 }
 
 // Sixteen bytes at `q` decoded each as if it started a sequence: a lane holds the value of the
-// sequence its byte leads (for a four-byte lead the high surrogate, and, in the lanes that
-// `afterLead4` selects, the low surrogate of the lead before), and `badLanes` two bits for each
-// lane whose value the strict rule refuses. Reads q[0..17].
+// sequence its byte leads, and `badLanes` has two bits for each lane whose value the strict rule
+// refuses. With `lead4` (a four-byte lead is among the bytes, or just before them), a four-byte
+// lead's lane holds the high surrogate, and the lanes that `afterLead4` selects the low
+// surrogate of the lead before. Reads q[0..17].
 struct DecodedLanes {
     __m256i units;
     std::uint32_t badLanes;
