@@ -8,12 +8,10 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <fcntl.h>
 #include <functional>
 #include <string>
 #include <sys/stat.h>
 #include <utility>
-#include <vector>
 
 using namespace test_support;
 using zulplatform::CDirectoryMonitor;
@@ -26,41 +24,37 @@ TEST(DirectoryMonitor, EventsThatCountAndThoseThatDoNot) {
     CDirectoryMonitor monitor(dir.c_str());
     EXPECT_FALSE(monitor.IsChangePending(""));
     // Each action, and whether the directory monitor (any name) reports it.
-    const std::pair<const char*, std::function<void()>> actions[] = {
-        {"modify", [&] { WriteFile(file, "changed"); }},
-        {"create", [&] { WriteFile(dir / "new", ""); }},
-        {"delete", [&] { std::remove((dir / "new").c_str()); }},
-        {"rename", [&] { std::rename(file.c_str(), (dir / "moved").c_str()); }},
-        {"mkdir", [&] { mkdir((dir / "sub").c_str(), 0700); }},
-        {"chmod", [&] { chmod((dir / "moved").c_str(), 0600); }},
-        {"touch", [&] { utimensat(AT_FDCWD, (dir / "moved").c_str(), nullptr, 0); }},
-        {"read", [&] { (void)ReadFile(dir / "moved"); }},
-        {"nested", [&] { WriteFile(dir / "sub/inner", "y"); }},
+    const std::pair<std::function<void()>, bool> actions[] = {
+        {[&] { WriteFile(file, "changed"); }, true},
+        {[&] { WriteFile(dir / "new", ""); }, true},
+        {[&] { std::remove((dir / "new").c_str()); }, true},
+        {[&] { std::rename(file.c_str(), (dir / "moved").c_str()); }, true},
+        {[&] { chmod((dir / "moved").c_str(), 0600); }, false},
+        {[&] { (void)ReadFile(dir / "moved"); }, false},
     };
-    const bool counts[] = {true, true, true, true, true, false, false, false, false};
     for (std::size_t i = 0; i < std::size(actions); ++i) {
-        actions[i].second();
-        EXPECT_EQ(monitor.IsChangePending(nullptr), counts[i]) << actions[i].first;
-        EXPECT_FALSE(monitor.IsChangePending("")) << actions[i].first; // consumed
+        actions[i].first();
+        EXPECT_EQ(monitor.IsChangePending(nullptr), actions[i].second) << i;
+        EXPECT_FALSE(monitor.IsChangePending("")) << i; // consumed
     }
     // By name: only events on exactly that name count, and the others are consumed with them.
     WriteFile(dir / "moved", "1");
     WriteFile(dir / "other", "2");
     EXPECT_TRUE(monitor.IsChangePending("moved"));
     WriteFile(dir / "other", "3");
-    EXPECT_FALSE(monitor.IsChangePending("moved"));
-    EXPECT_FALSE(monitor.IsChangePending("other"));
     WriteFile(dir / "Moved", "4");
     EXPECT_FALSE(monitor.IsChangePending("moved")); // case-sensitive
+    EXPECT_FALSE(monitor.IsChangePending("other"));
+    WriteFile(dir / "moved", "5");
     EXPECT_FALSE(monitor.IsChangePending("move"));
 }
 
 TEST(FileChangeMonitor, WatchedFileOnly) {
     ScratchDir dir;
     std::string const file = dir / "config.ini";
-    WriteFile(file, "a");
-    CFileChangeMonitor monitor(file.c_str());
-    EXPECT_FALSE(monitor.IsChangePending());
+    std::string backslashed = file; // backslashes separate too
+    backslashed[dir.path().size()] = '\\';
+    CFileChangeMonitor monitor(backslashed.c_str());
     // Changes to two other files are consumed and forgotten; the watched file's then shows.
     WriteFile(dir / "one", "1");
     WriteFile(dir / "two", "2");
@@ -68,22 +62,10 @@ TEST(FileChangeMonitor, WatchedFileOnly) {
     WriteFile(file, "b");
     EXPECT_TRUE(monitor.IsChangePending());
     EXPECT_FALSE(monitor.IsChangePending());
-    // A rename onto the watched name counts; a change of its mode does not.
-    WriteFile(dir / "replacement", "c");
+    WriteFile(dir / "replacement", "c"); // a rename onto the watched name counts
     EXPECT_FALSE(monitor.IsChangePending());
     ASSERT_EQ(std::rename((dir / "replacement").c_str(), file.c_str()), 0);
     EXPECT_TRUE(monitor.IsChangePending());
-    ASSERT_EQ(chmod(file.c_str(), 0600), 0);
-    EXPECT_FALSE(monitor.IsChangePending());
-    ASSERT_EQ(std::remove(file.c_str()), 0);
-    EXPECT_TRUE(monitor.IsChangePending());
-
-    // Backslashes separate too.
-    std::string backslashed = file;
-    backslashed[dir.path().size()] = '\\';
-    CFileChangeMonitor windowsStyle(backslashed.c_str());
-    WriteFile(file, "again");
-    EXPECT_TRUE(windowsStyle.IsChangePending());
 }
 
 TEST(FileChangeMonitor, PathsThatCannotBeWatched) {
@@ -96,23 +78,19 @@ TEST(FileChangeMonitor, PathsThatCannotBeWatched) {
         WriteFile("name.txt", "x");
         EXPECT_FALSE(monitor.IsChangePending()) << path;
     }
-    auto thrown = [](auto construct) {
-        try {
-            construct();
-        } catch (zulplatform::CException const& e) {
-            return e.GetCode();
+    // Empty paths, and a missing directory for a directory monitor, throw the last error as it
+    // stands, not errno.
+    const std::function<void(const char*)> construct[] = {
+        [](const char* path) { CFileChangeMonitor monitor(path); },
+        [](const char* path) { CDirectoryMonitor monitor(path); }};
+    for (const char* path : {"", static_cast<const char*>(nullptr), "missing"})
+        for (int kind = path && *path ? 1 : 0; kind < 2; ++kind) {
+            zulwin::SetLastError(1234 + kind);
+            try {
+                construct[kind](path);
+                ADD_FAILURE() << kind << " " << (path ? path : "null");
+            } catch (zulplatform::CException const& e) {
+                EXPECT_EQ(e.GetCode(), 1234 + kind);
+            }
         }
-        return 0;
-    };
-    // An empty path throws the last error as it stands.
-    for (const char* path : {"", static_cast<const char*>(nullptr)}) {
-        zulwin::SetLastError(1234);
-        EXPECT_EQ(thrown([&] { CFileChangeMonitor monitor(path); }), 1234);
-    }
-    // A missing directory throws the last error too, not errno.
-    std::string const missing = dir / "missing";
-    for (const char* path : {missing.c_str(), "", static_cast<const char*>(nullptr)}) {
-        zulwin::SetLastError(87);
-        EXPECT_EQ(thrown([&] { CDirectoryMonitor monitor(path); }), 87);
-    }
 }

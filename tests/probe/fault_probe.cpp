@@ -1,33 +1,30 @@
-// Runs one saving or copying operation of the library and says how it ended, for the fault
-// injection tests (which load a preload library into this process that makes one C library call
-// fail). Output:
-//   outcome=ok | outcome=false | outcome=cfileexception <cause> | outcome=exception <code>
-//   lasterror=<the thread's last error after the call> fds=<open descriptors before> <after>
+// Runs one saving or copying operation of the library on FILE and prints how it ended, for the
+// fault injection tests (a preload library makes one C library call of this process fail):
+//   fds=<open descriptors before> <after> outcome=ok | false <last error> |
+//       cfileexception <cause> | exception <code>
 //
-//   fault_probe copy FROM TO          zulwin::CopyFile(FROM, TO, 0)
-//   fault_probe write FILE BYTES      CFile: create FILE and write BYTES bytes in 64 KiB writes
-//   fault_probe buffer FILE BYTES     CGrowableBuffer::Save of BYTES bytes into a created FILE
-//   fault_probe timestamp FILE        CTimeStamp::Save into a created FILE
-//   fault_probe ini FILE              CIniFile::Save(FILE) of a document with a changed value
-//   fault_probe profile FILE          WritePrivateProfileString of a changed value into FILE
-//   fault_probe registry NAME         CRegKey: Create NAME's key "Settings\Net", set a value of
-//                                     each type, Flush, Close (NAME below the application data
-//                                     directory, which the probe creates)
+//   fault_probe copy FILE        zulwin::CopyFile(FILE.src, FILE, 0)
+//   fault_probe write FILE       CFile: create FILE and write 300000 bytes in 64 KiB writes
+//   fault_probe buffer FILE      CGrowableBuffer::Save of 100000 bytes into a created FILE
+//   fault_probe timestamp FILE   CTimeStamp::Save into a created FILE
+//   fault_probe ini FILE         CIniFile::Save(FILE) of a document with a changed value
+//   fault_probe profile FILE     WritePrivateProfileString of a changed value into FILE
+//   fault_probe registry FILE    CRegKey on the registry named by FILE's last component (FILE
+//                                in the application data directory): Create "Settings\Net",
+//                                set a value of each type, Flush, Close
+#include <platform/exception.h>
 #include <platform/file.h>
 #include <platform/filesystem.h>
 #include <platform/growable_buffer.h>
 #include <platform/ini_file.h>
 #include <platform/last_error.h>
-#include <platform/locations.h>
 #include <platform/profile.h>
 #include <platform/registry.h>
 #include <platform/time_stamp.h>
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <functional>
 #include <iterator>
@@ -43,24 +40,6 @@ int CountDescriptors() {
     return static_cast<int>(std::distance(listing, {})) - 1;
 }
 
-// Runs `op` and prints how it ended.
-int Report(const std::function<bool()>& op) {
-    int const before = CountDescriptors();
-    std::string outcome;
-    try {
-        outcome = op() ? "ok" : "false";
-    } catch (zulwin::CFileException* e) {
-        outcome = "cfileexception " + std::to_string(e->m_cause);
-        e->Delete();
-    } catch (const zulplatform::CException& e) {
-        outcome = "exception " + std::to_string(e.GetCode());
-    }
-    unsigned int const lastError = zulwin::GetLastError();
-    std::printf("outcome=%s\nlasterror=%u fds=%d %d\n", outcome.c_str(), lastError, before,
-                CountDescriptors());
-    return 0;
-}
-
 // Creates `path` through CFile, writes it with `write` and closes it (on unwinding too, by the
 // destructor); false when it cannot be created.
 bool IntoNewFile(const char* path, const std::function<void(zulwin::CFile&)>& write) {
@@ -73,7 +52,6 @@ bool IntoNewFile(const char* path, const std::function<void(zulwin::CFile&)>& wr
 }
 
 bool SetRegistryValues(const char* name) {
-    mkdir(zulplatform::GetDefaultAppDataDir().GetString(), 0770);
     zulwin::CRegKey key;
     if (key.Create(name, "Settings\\Net") != 0)
         return false;
@@ -88,20 +66,20 @@ bool SetRegistryValues(const char* name) {
 
 int main(int argc, char** argv) {
     const char* const file = argc > 2 ? argv[2] : "";
-    unsigned long const bytes = argc > 3 ? std::strtoul(argv[3], nullptr, 10) : 0;
+    std::string const source = std::string(file) + ".src";
     std::map<std::string, std::function<bool()>> const ops = {
-        {"copy", [&] { return zulwin::CopyFile(file, argv[3], 0) != 0; }},
+        {"copy", [&] { return zulwin::CopyFile(source.c_str(), file, 0) != 0; }},
         {"write",
          [&] {
-             return IntoNewFile(file, [&](zulwin::CFile& f) {
+             return IntoNewFile(file, [](zulwin::CFile& f) {
                  std::vector<char> const chunk(65536, 'w');
-                 for (unsigned long done = 0; done < bytes; done += chunk.size())
-                     f.Write(chunk.data(), std::min<unsigned long>(chunk.size(), bytes - done));
+                 for (unsigned done = 0; done < 300000; done += chunk.size())
+                     f.Write(chunk.data(), std::min<unsigned>(chunk.size(), 300000 - done));
              });
          }},
         {"buffer",
          [&] {
-             CGrowableBuffer const buffer(std::vector<unsigned char>(bytes, 0x5A));
+             CGrowableBuffer const buffer(std::vector<unsigned char>(100000, 0x5A));
              return IntoNewFile(file, [&](zulwin::CFile& f) { buffer.Save(&f); });
          }},
         {"timestamp",
@@ -109,8 +87,7 @@ int main(int argc, char** argv) {
              zulplatform::CTimeStamp const ts("2024-05-06T07:08:09.1234567");
              return IntoNewFile(file, [&](zulwin::CFile& f) { ts.Save(&f); });
          }},
-        // The new content differs in one value from what the tests put in the file, so that
-        // the save merges into the file and writes.
+        // One value differs from what the tests put in the file: the save merges and writes.
         {"ini",
          [&] {
              CIniFile ini;
@@ -118,12 +95,22 @@ int main(int argc, char** argv) {
              return ini.Save(file);
          }},
         {"profile", [&] { return zulwin::WritePrivateProfileString("A", "k", "new", file) == 1; }},
-        {"registry", [&] { return SetRegistryValues(file); }},
+        {"registry", [&] { return SetRegistryValues(std::strrchr(file, '/') + 1); }},
     };
-    auto const op = ops.find(argc > 2 ? argv[1] : "");
-    if (op != ops.end())
-        return Report(op->second);
-    std::fprintf(stderr, "usage: fault_probe copy FROM TO | write FILE BYTES | buffer FILE BYTES | "
-                         "timestamp FILE | ini FILE | profile FILE | registry NAME\n");
-    return 2;
+    auto const op = ops.find(argc > 2 && std::strchr(file, '/') ? argv[1] : "");
+    if (op == ops.end())
+        return 2; // see above for the usage
+
+    int const before = CountDescriptors();
+    std::string outcome;
+    try {
+        outcome = op->second() ? "ok" : "false " + std::to_string(zulwin::GetLastError());
+    } catch (zulwin::CFileException* e) {
+        outcome = "cfileexception " + std::to_string(e->m_cause);
+        e->Delete();
+    } catch (const zulplatform::CException& e) {
+        outcome = "exception " + std::to_string(e.GetCode());
+    }
+    std::printf("fds=%d %d outcome=%s\n", before, CountDescriptors(), outcome.c_str());
+    return 0;
 }

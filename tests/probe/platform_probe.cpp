@@ -8,36 +8,27 @@
 #include <platform/platform.h>
 
 #include <cstdio>
-#include <cstring>
+#include <string>
 #include <unistd.h>
 
 int main(int argc, char** argv) {
-    if (argc == 3 && std::strcmp(argv[1], "load") == 0) {
-        zulplatform::IModule* module = zulwin::LoadLibrary(argv[2]);
-        if (module == nullptr) {
-            std::printf("null\n");
-            return 0;
-        }
-        auto* app = static_cast<zulplatform::CApp*>(zulplatform::GetAppInstance());
+    std::string const command = argc > 1 ? argv[1] : "";
+    auto* app = static_cast<zulplatform::CApp*>(zulplatform::GetAppInstance());
+    zulplatform::IModule* module = argc == 3 ? zulwin::LoadLibrary(argv[2]) : nullptr;
+    if (argc == 3 && command == "load" && module != nullptr)
         std::printf("file=%s\nregistered=%d\n", module->GetModuleFileName(),
                     app->IsValidSharedObject(dynamic_cast<zulplatform::ISharedObject*>(module)));
-        return 0;
-    }
-    if (argc == 2 && std::strcmp(argv[1], "instance") == 0) {
+    else if (argc == 3 && (command == "load" || command == "out"))
+        std::printf("%s\n", module == nullptr ? "null" : module == app ? "app" : "other");
+    else if (argc == 2 && command == "instance") {
         std::printf("running=%d\n", zulplatform::IsAppInstanceRunning() ? 1 : 0);
         std::fflush(stdout);
         char c;
         while (read(0, &c, 1) > 0) {
         }
-        return 0;
+    } else {
+        std::fprintf(stderr, "usage: platform_probe load NAME | instance | out NAME\n");
+        return 2;
     }
-    if (argc == 3 && std::strcmp(argv[1], "out") == 0) {
-        zulplatform::IModule* module = zulwin::LoadLibrary(argv[2]);
-        std::printf("%s\n", module == nullptr                         ? "null"
-                            : module == zulplatform::GetAppInstance() ? "app"
-                                                                      : "other");
-        return 0;
-    }
-    std::fprintf(stderr, "usage: platform_probe load NAME | instance | out NAME\n");
-    return 2;
+    return 0;
 }

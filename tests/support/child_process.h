@@ -21,21 +21,19 @@ public:
                           const std::vector<std::string>& extraEnv = {}) {
         // Everything the child needs is prepared before fork: between fork and exec it may
         // only make async-signal-safe calls.
-        std::vector<char*> args;
+        std::vector<char*> args, env;
         for (const std::string& a : argv)
             args.push_back(const_cast<char*>(a.c_str()));
-        args.push_back(nullptr);
-        std::vector<char*> env;
         for (const std::string& e : extraEnv)
             env.push_back(const_cast<char*>(e.c_str()));
         for (char** e = environ; *e != nullptr; ++e)
             env.push_back(*e);
+        args.push_back(nullptr);
         env.push_back(nullptr);
         int in[2], out[2];
         if (pipe2(in, O_CLOEXEC) != 0 || pipe2(out, O_CLOEXEC) != 0)
             return;
-        m_pid = fork();
-        if (m_pid == 0) {
+        if ((m_pid = fork()) == 0) {
             dup2(in[0], 0);
             dup2(out[1], 1);
             execve(args[0], args.data(), env.data());
@@ -58,23 +56,10 @@ public:
     bool Started() const { return m_pid > 0; }
 
     // Reads one line of the child's output (without the line feed); "" at end of output.
-    std::string ReadLine() {
-        std::string line;
-        char c;
-        while (read(m_stdout, &c, 1) == 1 && c != '\n')
-            line += c;
-        return line;
-    }
+    std::string ReadLine() { return Read('\n'); }
 
     // Everything the child writes until it closes its output.
-    std::string ReadAll() {
-        std::string all;
-        char buf[4096];
-        ssize_t n;
-        while ((n = read(m_stdout, buf, sizeof buf)) > 0)
-            all.append(buf, static_cast<std::size_t>(n));
-        return all;
-    }
+    std::string ReadAll() { return Read(256); } // no char is 256
 
     void CloseInput() {
         if (m_stdin >= 0)
@@ -84,14 +69,22 @@ public:
 
     // The exit status (as waitpid reports it), waiting for the child once.
     int Wait() {
-        if (m_pid > 0) {
+        if (m_pid > 0)
             waitpid(m_pid, &m_status, 0);
-            m_pid = -1;
-        }
+        m_pid = -1;
         return m_status;
     }
 
 private:
+    // Output up to the character `end` (not included) or the end of the output.
+    std::string Read(int end) {
+        std::string text;
+        char c;
+        while (read(m_stdout, &c, 1) == 1 && c != end)
+            text += c;
+        return text;
+    }
+
     pid_t m_pid = -1;
     int m_stdin = -1;
     int m_stdout = -1;
@@ -104,9 +97,8 @@ inline std::string RunAndCapture(const std::vector<std::string>& argv, int* stat
     ChildProcess child(argv, extraEnv);
     child.CloseInput();
     std::string out = child.ReadAll();
-    int const st = child.Wait();
     if (status != nullptr)
-        *status = st;
+        *status = child.Wait();
     return out;
 }
 

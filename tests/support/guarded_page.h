@@ -13,16 +13,12 @@ namespace test_support {
 
 class GuardedPage {
 public:
-    GuardedPage() : m_size(static_cast<std::size_t>(sysconf(_SC_PAGESIZE))) {
+    GuardedPage() {
         void* const map =
             mmap(nullptr, 2 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        if (map == MAP_FAILED)
-            throw std::runtime_error("GuardedPage: mmap failed");
         m_begin = static_cast<char*>(map);
-        if (mprotect(m_begin + m_size, m_size, PROT_NONE) != 0) {
-            munmap(m_begin, 2 * m_size);
-            throw std::runtime_error("GuardedPage: mprotect failed");
-        }
+        if (map == MAP_FAILED || mprotect(End(), m_size, PROT_NONE) != 0)
+            throw std::runtime_error("GuardedPage: mmap or mprotect failed");
     }
     ~GuardedPage() { munmap(m_begin, 2 * m_size); }
     GuardedPage(const GuardedPage&) = delete;
@@ -33,13 +29,11 @@ public:
 
     // Copies the `n` bytes at `bytes` to end on the page's last byte; returns where they start.
     char* Place(const void* bytes, std::size_t n) {
-        char* const at = End() - n;
-        std::memcpy(at, bytes, n);
-        return at;
+        return static_cast<char*>(std::memcpy(End() - n, bytes, n));
     }
 
 private:
-    std::size_t const m_size;
+    std::size_t const m_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
     char* m_begin = nullptr;
 };
 

@@ -6,7 +6,9 @@
 
 #include <codecvt>
 #include <cstring>
+#include <iterator>
 #include <locale>
+#include <random>
 #include <string>
 
 namespace test_support {
@@ -81,6 +83,29 @@ inline std::u16string RefToWide(std::string s) {
     std::wstring_convert<std::codecvt_utf8_utf16<char16_t, 0x10FFFF>, char16_t> conv;
     return conv.from_bytes(s.data(), s.data() + n);
 #pragma GCC diagnostic pop
+}
+
+// Random text: mostly valid sequences of every length, or mostly the byte patterns scanners get
+// wrong (stray continuations, cut sequences, C0/C1, F5..FF, 5- and 6-byte leads, overlong and
+// surrogate forms); with `allowNul`, NULs among them.
+inline std::string RandomText(std::mt19937& rng, std::size_t maxLen, bool allowNul = false) {
+    // clang-format off
+    static const char* const pieces[] = {"a", "Z", " ", "\xC3\xA9", "\xC3\x89", "\xCE\xA3",
+        "\xC4\xB1", "\xC8\xBA", "\xE4\xB8\xAD", "\xE2\x84\xAA", "\xF0\x9F\x98\x80",
+        "\xF0\x90\x90\x80", "\xF4\x8F\xBF\xBF", "\x80", "\xBF", "\xC0\x80", "\xC1\xBF", "\xC3",
+        "\xE4\xB8", "\xF0\x9F\x98", "\xF5\x80\x80\x80", "\xF8\x88\x80\x80\x80",
+        "\xFC\x84\x80\x80\x80\x80", "\xFE", "\xFF", "\xE0\x80\x80", "\xED\xA0\x80",
+        "\xF4\x90\x80\x80"};
+    // clang-format on
+    std::size_t const n = rng() % (maxLen + 1);
+    bool const mostlyValid = rng() % 2 == 0;
+    std::string s;
+    while (s.size() < n) {
+        s += pieces[mostlyValid && rng() % 8 != 0 ? rng() % 13 : rng() % std::size(pieces)];
+        if (allowNul && rng() % 32 == 0)
+            s.push_back('\0');
+    }
+    return s;
 }
 
 } // namespace test_support

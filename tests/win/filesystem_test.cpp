@@ -17,7 +17,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr unsigned int kUntouched = 0xDEAD;
-const char* const kNull = nullptr;
 
 // "<result>/<last error>" of one call; "untouched" when the call left the last error alone.
 template <class F, class... Args> std::string Outcome(F function, Args... args) {
@@ -43,27 +42,22 @@ TEST_F(WinFileSystem, DirectoriesAndTheCurrentOne) {
     EXPECT_EQ(fs::status("d").permissions() & fs::perms::others_all, fs::perms::none); // 0770
     WriteFile("f", "x");
     ASSERT_EQ(symlink("d", "link"), 0);
-    // Every failure is "path not found": there already, parent missing or a file.
-    for (const char* bad : {"d", "missing/child", "f/child", "", kNull})
+    // Every failure is "path not found"; PathIsDirectory follows links and leaves the error.
+    for (const char* bad : {"d", "f/child", static_cast<const char*>(nullptr)})
         EXPECT_EQ(Outcome(CreateDirectory, bad, nullptr), "0/3") << bad;
-    // The directory bit, through links; the last error is left alone.
-    EXPECT_EQ(Outcome(PathIsDirectory, "link"), "16384/untouched");
-    for (const char* path : {"f", "missing", "", kNull})
-        EXPECT_EQ(Outcome(PathIsDirectory, path), "0/untouched") << path;
-    // Removing: not empty, missing, a file or a link to a directory fail with 3.
+    EXPECT_EQ(Outcome(PathIsDirectory, "link") + Outcome(PathIsDirectory, "f"),
+              "16384/untouched0/untouched");
     WriteFile("d/inside", "x");
-    for (const char* bad : {"d", "missing", "f", "link"})
+    for (const char* bad : {"d", "link"})
         EXPECT_EQ(Outcome(RemoveDirectory, bad), "0/3") << bad;
-    for (const char* bad : {"", kNull})
-        EXPECT_EQ(Outcome(RemoveDirectory, bad), "0/87");
+    EXPECT_EQ(Outcome(RemoveDirectory, ""), "0/87");
     ASSERT_EQ(unlink("d/inside"), 0);
     EXPECT_EQ(Outcome(RemoveDirectory, "d"), "1/0");
     // Size 0 only measures; otherwise path and terminator, without comparing the size.
     const std::string length = std::to_string(dir.path().size()) + "/0";
     std::string buffer(dir.path().size() + 4, '#');
-    EXPECT_EQ(Outcome(GetCurrentDirectory, 0u, nullptr), length);
+    EXPECT_EQ(Outcome(GetCurrentDirectory, 0u, &buffer[1]), length);
     EXPECT_EQ(Outcome(GetCurrentDirectory, 1u, &buffer[0]), length);
-    EXPECT_EQ(Outcome(GetCurrentDirectory, 0u, &buffer[1]), length); // writes nothing
     EXPECT_EQ(buffer, dir.path() + '\0' + "###");
     EXPECT_EQ(Outcome(GetCurrentDirectory, 10u, nullptr), "0/87");
 }
@@ -71,7 +65,7 @@ TEST_F(WinFileSystem, DirectoriesAndTheCurrentOne) {
 TEST_F(WinFileSystem, CopyFileAndMoveFile) {
     std::mt19937 rng(7);
     // Around the 16384-byte chunk, largest first, so that each copy replaces a longer file.
-    for (std::size_t size : {1ul << 20, 3 * 16384ul + 7, 16385ul, 16384ul, 16383ul, 1ul, 0ul}) {
+    for (std::size_t size : {3 * 16384ul + 7, 16384ul, 16383ul, 0ul}) {
         std::string content(size, '\0');
         for (char& c : content)
             c = static_cast<char>(rng());
@@ -79,30 +73,23 @@ TEST_F(WinFileSystem, CopyFileAndMoveFile) {
         ASSERT_EQ(Outcome(CopyFile, "a", "b", 0), "1/0") << size;
         EXPECT_EQ(ReadFile("b"), content) << size;
     }
-    ASSERT_EQ(chmod("a", 0400), 0); // permissions are not copied
-    EXPECT_EQ(Outcome(CopyFile, "a", "new", 1), "1/0");
+    ASSERT_EQ(chmod("b", 0400), 0); // permissions are not copied
+    EXPECT_EQ(Outcome(CopyFile, "b", "new", 1), "1/0");
     EXPECT_NE(fs::status("new").permissions() & fs::perms::owner_write, fs::perms::none);
     WriteFile("a", "new");
-    WriteFile("b", "old and longer");
     WriteFile("real", "keep me");
     ASSERT_EQ(mkdir("sub", 0700) + symlink("real", "link") + symlink("nowhere", "dangling"), 0);
-    const std::string huge(5000, 'l');
     EXPECT_EQ(Outcome(CopyFile, "a", "", 0), "0/13");
-    for (const char* from : {"missing", "dangling", huge.c_str()})
-        EXPECT_EQ(Outcome(CopyFile, from, "t", 0), "0/2") << from;
-    // A directory can be neither unlinked nor opened; a target below a file or too long neither.
-    for (const char* to : {"no/dir", "a/below", huge.c_str(), "sub"})
+    EXPECT_EQ(Outcome(CopyFile, "dangling", "t", 0), "0/2");
+    for (const char* to : {"no/dir", "sub"}) // neither replaced nor created
         EXPECT_EQ(Outcome(CopyFile, "a", to, 0), "0/5") << to;
     EXPECT_EQ(Outcome(CopyFile, "a", "b", 1), "0/183");
     // A dangling link does not exist: the copy goes through it and creates its target.
     EXPECT_EQ(Outcome(CopyFile, "a", "dangling", 1), "1/0");
     EXPECT_EQ(ReadFile("nowhere"), "new");
-    // Replacing unlinks an existing target first: a link is replaced, not written through.
-    for (const char* to : {"b", "link"}) {
-        EXPECT_EQ(Outcome(CopyFile, "a", to, 0), "1/0") << to;
-        EXPECT_EQ(ReadFile(to), "new");
-    }
-    EXPECT_EQ(ReadFile("real"), "keep me");
+    // Replacing a link replaces the link, not what it points to.
+    EXPECT_EQ(Outcome(CopyFile, "a", "link", 0), "1/0");
+    EXPECT_EQ(ReadFile("link") + ReadFile("real"), "newkeep me");
     // Moving copies, then unlinks the source: never a rename, which would carry the second link
     // "a2" along (it ends as the only link to the old file). Only flag 0x1 replaces.
     ASSERT_EQ(link("a", "a2"), 0);
@@ -110,6 +97,7 @@ TEST_F(WinFileSystem, CopyFileAndMoveFile) {
     EXPECT_EQ(Outcome(MoveFileEx, "a", "b", 2u), "0/183");
     EXPECT_EQ(Outcome(MoveFileEx, "a", "b", 3u), "1/0");
     EXPECT_EQ(fs::hard_link_count("a2"), 1u);
+    EXPECT_FALSE(Exists("a"));
     // Onto itself: refused without the flag; with it the target, the source itself, goes first.
     EXPECT_EQ(Outcome(MoveFile, "b", "b"), "0/183");
     EXPECT_EQ(Outcome(MoveFileEx, "b", "b", 1u), "0/5");

@@ -1,5 +1,6 @@
 // BSTR and SAFEARRAY: the length prefix and terminator, copies cut at a NUL, reallocation in
-// place and by moving, descriptor and data allocation with their result codes.
+// place, by moving and from its own characters, descriptor and data allocation with their
+// result codes.
 #include <platform/system.h>
 
 #include <gtest/gtest.h>
@@ -10,19 +11,13 @@
 #include <string>
 
 using namespace zulwin;
-
 using namespace std::string_literals;
 
 namespace {
 
-// The characters through the terminator, as many as the 32-bit prefix counts; "null" for none.
-std::u16string Contents(char16_t* s) {
-    return s == nullptr ? u"null" : std::u16string(s, SysStringByteLen(s) / 2 + 1);
-}
-
-// Contents(s), then frees s.
+// The characters through the terminator, as many as the 32-bit prefix counts, then frees s.
 std::u16string Take(char16_t* s) {
-    std::u16string const contents = Contents(s);
+    std::u16string const contents(s, SysStringByteLen(s) / 2 + 1);
     SysFreeString(s);
     return contents;
 }
@@ -31,38 +26,26 @@ std::u16string Take(char16_t* s) {
 
 TEST(Bstr, AllocationLayoutAndCopies) {
     char16_t* s = SysAllocString(u"abc");
-    ASSERT_NE(s, nullptr);
     std::uint32_t prefix;
     std::memcpy(&prefix, reinterpret_cast<char*>(s) - 4, 4);
     EXPECT_EQ(prefix, 6u);
     EXPECT_EQ(Take(s), u"abc\0"s);
     EXPECT_EQ(Take(SysAllocString(nullptr)), u"\0"s);
-    EXPECT_EQ(Take(SysAllocString(u"")), u"\0"s);
     // The copy stops at a NUL; the length is always the one asked for.
     EXPECT_EQ(Take(SysAllocStringLen(u"ab\0cd", 5)), u"ab\0\0\0\0"s);
     EXPECT_EQ(Take(SysAllocStringLen(nullptr, 3)), u"\0\0\0\0"s);
-    EXPECT_EQ(Take(SysAllocStringLen(u"xyz", 0)), u"\0"s);
     // Lengths whose byte count does not fit the 32-bit prefix are refused without allocating.
-    for (unsigned long huge :
-         {0x80000000UL, 1UL << 32, 0x7FFFFFFFFFFFFFFBUL, 0x7FFFFFFFFFFFFFFCUL, ULONG_MAX})
+    for (unsigned long huge : {0x80000000UL, 0x7FFFFFFFFFFFFFFCUL, ULONG_MAX})
         EXPECT_EQ(SysAllocStringLen(u"a", huge), nullptr) << huge;
-    SysFreeString(nullptr);
     EXPECT_EQ(SysStringByteLen(nullptr), 0u);
-}
 
-TEST(Bstr, Reallocation) {
-    char16_t* s = SysAllocString(u"one");
+    s = SysAllocString(u"one");
     char16_t* const before = s;
-    EXPECT_EQ(SysReAllocString(&s, u"two"), 1); // same length: in place
-    EXPECT_EQ(s, before);
-    EXPECT_EQ(Contents(s), u"two\0"s);
+    EXPECT_EQ(SysReAllocString(&s, u"two"), 1);
+    EXPECT_EQ(s, before); // same length: in place
     EXPECT_EQ(SysReAllocString(&s, u"a much longer text"), 1);
-    EXPECT_EQ(Contents(s), u"a much longer text\0"s);
     EXPECT_EQ(SysReAllocString(&s, s + 2), 1); // from its own characters
-    EXPECT_EQ(Contents(s), u"much longer text\0"s);
-    EXPECT_EQ(SysReAllocString(&s, nullptr), 1);
-    EXPECT_EQ(Take(s), u"\0"s);
-
+    EXPECT_EQ(Take(s), u"much longer text\0"s);
     char16_t* none = nullptr;
     EXPECT_EQ(SysReAllocString(&none, u"new"), 1);
     EXPECT_EQ(Take(none), u"new\0"s);
@@ -70,15 +53,12 @@ TEST(Bstr, Reallocation) {
 }
 
 TEST(SafeArray, DescriptorsDataAndResultCodes) {
-    EXPECT_EQ(S_OK, 0);
     EXPECT_EQ(static_cast<unsigned int>(E_FAIL), 0x80004005u);
     EXPECT_EQ(static_cast<unsigned int>(E_OUTOFMEMORY), 0x8007000Eu);
-
     tagSAFEARRAY* psa = nullptr;
     ASSERT_EQ(SafeArrayAllocDescriptor(2, &psa), S_OK);
     EXPECT_EQ(psa->cDims, 2);
     EXPECT_EQ(psa->fFeatures + psa->cbElements + psa->cLocks, 0u);
-    EXPECT_EQ(psa->pvData, nullptr);
     unsigned short vt = 99;
     EXPECT_EQ(SafeArrayGetVartype(psa, &vt), S_OK);
     EXPECT_EQ(vt, 0);
@@ -91,12 +71,6 @@ TEST(SafeArray, DescriptorsDataAndResultCodes) {
     EXPECT_EQ(std::memcmp(psa->pvData, zeros, 60), 0); // writable and zeroed, 60 bytes
     EXPECT_EQ(SafeArrayDestroyData(psa), S_OK);
     EXPECT_EQ(psa->pvData, nullptr);
-    // The size is computed in 32 bits: 2^16 * 2^16 elements of one byte wrap to 0.
-    psa->cbElements = 1;
-    psa->rgsabound[0].cElements = 1u << 16;
-    psa->rgsabound[1].cElements = 1u << 16;
-    EXPECT_EQ(SafeArrayAllocData(psa), S_OK);
-    EXPECT_EQ(SafeArrayDestroyData(psa), S_OK);
     EXPECT_EQ(SafeArrayDestroyDescriptor(psa), S_OK);
 
     // Dimensions beyond what cDims can hold, and none at all, cannot be allocated.
@@ -106,16 +80,10 @@ TEST(SafeArray, DescriptorsDataAndResultCodes) {
         EXPECT_EQ(psa, reinterpret_cast<tagSAFEARRAY*>(&vt)); // untouched
     }
     ASSERT_EQ(SafeArrayAllocDescriptor(65535, &psa), S_OK);
-    EXPECT_EQ(psa->cDims, 65535);
     psa->rgsabound[65534].lLbound = -1; // the last bound lies inside the block
-    EXPECT_EQ(SafeArrayDestroyDescriptor(psa), S_OK);
-
-    EXPECT_EQ(SafeArrayAllocDescriptor(1, nullptr), E_FAIL);
-    EXPECT_EQ(SafeArrayAllocData(nullptr), E_FAIL);
-    EXPECT_EQ(SafeArrayDestroyData(nullptr), E_FAIL);
-    EXPECT_EQ(SafeArrayDestroyDescriptor(nullptr), E_FAIL);
-    EXPECT_EQ(SafeArrayGetVartype(nullptr, &vt), E_FAIL);
-    ASSERT_EQ(SafeArrayAllocDescriptor(1, &psa), S_OK);
     EXPECT_EQ(SafeArrayGetVartype(psa, nullptr), E_FAIL);
-    SafeArrayDestroyDescriptor(psa);
+    EXPECT_EQ(SafeArrayDestroyDescriptor(psa), S_OK);
+    EXPECT_EQ(SafeArrayAllocDescriptor(1, nullptr), E_FAIL);
+    for (auto fn : {SafeArrayAllocData, SafeArrayDestroyData, SafeArrayDestroyDescriptor})
+        EXPECT_EQ(fn(nullptr), E_FAIL);
 }
