@@ -16,7 +16,7 @@ inline std::string RefResolve(const std::string& path) {
 }
 
 // The file search's wildcard rules as written ('*' and '?', byte for byte), memoised so that
-// patterns with many stars stay quick.
+// patterns with many stars take time in proportion to pattern length times name length.
 inline bool RefWildcard(const char* pattern, const char* name) {
     std::string const p(pattern), n(name);
     // state[i][j]: 0 unknown, 1 no, 2 yes, for pattern[i..] against name[j..].
@@ -30,12 +30,11 @@ inline bool RefWildcard(const char* pattern, const char* name) {
             } else if (p[i] != '*') {
                 result = j < n.size() && (p[i] == '?' || p[i] == n[j]) && match(i + 1, j + 1);
             } else {
-                // A '*' is never tried at the empty end of the name...
-                result = false;
-                for (std::size_t k = j; k < n.size() && !result; ++k)
-                    result = match(i + 1, k);
-                // ...unless it is the last pattern character.
-                result = result || i + 1 == p.size();
+                // The last pattern character takes the rest of the name, empty or not. Any other
+                // '*' takes 0..n-j-1 characters, never reaching the name's empty end: the rest of
+                // the pattern matches from position j, or this '*' takes one character more.
+                result =
+                    i + 1 == p.size() || (j < n.size() && (match(i + 1, j) || match(i, j + 1)));
             }
             known = result ? 2 : 1;
         }
