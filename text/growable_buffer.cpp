@@ -109,11 +109,17 @@ unsigned char* CGrowableBuffer::AllocMem(unsigned long n, bool keep) {
         if (newSize > static_cast<unsigned long>(PTRDIFF_MAX))
             throw std::bad_alloc();
         auto* const block = new unsigned char[newSize];
+        std::size_t kept = 0;
         if (m_pData != nullptr) {
-            if (keep)
+            if (keep) {
                 std::memcpy(block, m_pData, m_nAllocated);
+                kept = m_nAllocated;
+            }
             delete[] m_pData;
         }
+        // Fresh storage starts zeroed: bytes nobody wrote (the gap an Append past the end
+        // leaves, a length AllocMem grows) then read as zeros, never as what the heap held.
+        std::memset(block + kept, 0, newSize - kept);
         m_pData = block;
         m_nAllocated = newSize;
     }
