@@ -6,20 +6,18 @@
 //   FAULT_NTH    n >= 1: the n-th counted call fails (and only that one); unset or 0: calls are
 //                only counted
 //   FAULT_ERRNO  ENOSPC | EIO | EINTR: the error the failing call reports (default EIO)
-//   FAULT_DIR    only calls on paths below this directory count: the path argument for open
+//   FAULT_DIR    only calls on this directory or below it count: the path argument for open
 //                and rename (either name), the descriptor's path (/proc/self/fd) for the others
 //
 // At exit it writes "calls=<counted> failed=<0|1>" as a line of its own to standard output.
 // A failing call does nothing and returns -1 with errno set, as the C library does for these
-// errors before any effect. open covers open and open64; fsync covers fsync and
-// fdatasync. The tests check how many open, read, write and
-// rename calls each operation makes at least, so one made through another entry point shows.
+// errors before any effect. fsync covers fsync and fdatasync. The tests check how many open,
+// read, write and rename calls each operation makes at least, so one made through another
+// entry point (open64, openat, pwrite, ...) shows.
 #include <dlfcn.h>
 #include <fcntl.h>
 #include <limits.h>
 #include <stdarg.h>
-#include <sys/stat.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -27,6 +25,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 namespace {
 
@@ -44,47 +43,38 @@ template <typename F> F Real(const char* name) {
     return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
 }
 
-bool Is(const char* value, const char* name) {
-    return value != nullptr && std::strcmp(value, name) == 0;
+const char* Env(const char* name) {
+    const char* const value = std::getenv(name);
+    return value != nullptr ? value : "";
 }
 
 __attribute__((constructor)) void ReadSettings() {
     const char* const kCalls[] = {"open", "read", "write", "rename", "fsync"};
     for (int i = 0; i < 5; ++i)
-        if (Is(std::getenv("FAULT_CALL"), kCalls[i]))
+        if (std::strcmp(Env("FAULT_CALL"), kCalls[i]) == 0)
             g_call = static_cast<Call>(i + 1);
-    const char* const nth = std::getenv("FAULT_NTH");
-    g_nth = nth != nullptr ? std::atol(nth) : 0;
-    const char* const error = std::getenv("FAULT_ERRNO");
-    g_error = Is(error, "ENOSPC") ? ENOSPC : Is(error, "EINTR") ? EINTR : EIO;
-    const char* const dir = std::getenv("FAULT_DIR");
-    g_dirLength = static_cast<std::size_t>(
-        std::snprintf(g_dir, sizeof g_dir, "%s", dir != nullptr ? dir : ""));
+    g_nth = std::atol(Env("FAULT_NTH"));
+    std::string_view const error = Env("FAULT_ERRNO");
+    g_error = error == "ENOSPC" ? ENOSPC : error == "EINTR" ? EINTR : EIO;
+    g_dirLength =
+        static_cast<std::size_t>(std::snprintf(g_dir, sizeof g_dir, "%s", Env("FAULT_DIR")));
 }
 
+// The C library's own write inside dprintf is not the wrapper below, so the report is not
+// counted.
 __attribute__((destructor)) void WriteReport() {
-    char text[64];
-    int const n = std::snprintf(text, sizeof text, "\ncalls=%ld failed=%d\n", g_counted.load(),
-                                g_failed.load() ? 1 : 0);
-    Real<ssize_t (*)(int, const void*, size_t)>("write")(1, text, static_cast<size_t>(n));
+    dprintf(1, "\ncalls=%ld failed=%d\n", g_counted.load(), g_failed.load() ? 1 : 0);
 }
 
 bool Below(const char* path) {
-    return g_dirLength == 0 || (path != nullptr && std::strncmp(path, g_dir, g_dirLength) == 0 &&
-                                (path[g_dirLength] == '/' || path[g_dirLength] == 0));
+    return path != nullptr && std::strncmp(path, g_dir, g_dirLength) == 0 &&
+           (path[g_dirLength] == '/' || path[g_dirLength] == 0);
 }
 
 bool DescriptorBelow(int fd) {
-    if (g_dirLength == 0)
-        return true;
-    char link[64];
+    char link[64], target[PATH_MAX] = {};
     std::snprintf(link, sizeof link, "/proc/self/fd/%d", fd);
-    char target[PATH_MAX];
-    ssize_t const n = readlink(link, target, sizeof target - 1);
-    if (n <= 0)
-        return false;
-    target[n] = 0;
-    return Below(target);
+    return readlink(link, target, sizeof target - 1) > 0 && Below(target);
 }
 
 // Counts a call of `call` when `concerned()` says it touches the watched directory (asked only
@@ -106,24 +96,21 @@ template <typename Concerned> bool Fails(Call call, Concerned concerned) {
         static auto real = Real<type(*) params>(#name);                                            \
         return Fails(call, [&] { return concerned; }) ? -1 : real args;                            \
     }
-// The open family; its mode argument exists only with O_CREAT or O_TMPFILE.
-#define WRAP_OPEN(name)                                                                            \
-    int name(const char* path, int flags, ...) {                                                   \
-        mode_t mode = 0;                                                                           \
-        if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {                          \
-            va_list list;                                                                          \
-            va_start(list, flags);                                                                 \
-            mode = static_cast<mode_t>(va_arg(list, int));                                         \
-            va_end(list);                                                                          \
-        }                                                                                          \
-        static auto real = Real<int (*)(const char*, int, ...)>(#name);                            \
-        return Fails(Call::open, [&] { return Below(path); }) ? -1 : real(path, flags, mode);      \
-    }
 
 extern "C" {
 
-WRAP_OPEN(open)
-WRAP_OPEN(open64)
+// Its mode argument exists only with O_CREAT or O_TMPFILE.
+int open(const char* path, int flags, ...) {
+    mode_t mode = 0;
+    if ((flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE) {
+        va_list list;
+        va_start(list, flags);
+        mode = static_cast<mode_t>(va_arg(list, int));
+        va_end(list);
+    }
+    static auto real = Real<int (*)(const char*, int, ...)>("open");
+    return Fails(Call::open, [&] { return Below(path); }) ? -1 : real(path, flags, mode);
+}
 WRAP(ssize_t, read, Call::read, DescriptorBelow(fd), (int fd, void* buffer, size_t count),
      (fd, buffer, count))
 WRAP(ssize_t, write, Call::write, DescriptorBelow(fd), (int fd, const void* buffer, size_t count),

@@ -111,11 +111,13 @@ TEST(SignalScopeTest, EarlierActionsComeBackAndNothingLingers) {
     const auto knownAction = ActionOf(SIGSEGV);
     {
         CSignalScope scope;
-        const auto library = ActionOf(SIGSEGV);
-        EXPECT_EQ(library, std::make_tuple(std::get<0>(library), SA_SIGINFO, 0)); // empty mask
-        for (const int sig : signals)
-            EXPECT_EQ(ActionOf(sig), library) << sig;
+        for (const int sig : signals) // the library's handler, with an empty mask
+            EXPECT_EQ(ActionOf(sig),
+                      std::make_tuple(std::get<0>(ActionOf(SIGSEGV)), SA_SIGINFO, 0));
     }
+    // A failed request remembers nothing.
+    EXPECT_EQ(zulplatform::_RequestSignal(SIGKILL), -1);
+    EXPECT_EQ(zulplatform::_astSignals.count(SIGKILL), 0u);
     for (int i = 0; i < 6; ++i) {
         EXPECT_EQ(ActionOf(signals[i]), knownAction) << signals[i];
         EXPECT_EQ(zulplatform::_astSignals.count(signals[i]), 0u) << signals[i];
@@ -123,35 +125,13 @@ TEST(SignalScopeTest, EarlierActionsComeBackAndNothingLingers) {
     }
 }
 
+// SIGTERM (sent to the process rather than the thread) sets a flag that outlasts the scope; a
+// broken pipe, whose default action would end the program, is ignored.
 TEST(SignalScopeTest, TerminationSetsALastingFlagAndBrokenPipeIsIgnored) {
-    EXPECT_EXIT(
-        {
-            signal(SIGPIPE, SIG_DFL);
-            if (zulplatform::IsTerminationRequested())
-                _exit(2);
-            {
-                CSignalScope scope;
-                kill(getpid(), SIGTERM); // to the process rather than the thread
-                raise(SIGPIPE);
-            }
-            _exit(zulplatform::IsTerminationRequested() ? 0 : 3);
-        },
-        testing::ExitedWithCode(0), "");
-}
-
-// A second request remembers the library's own handler, so releasing keeps it; failed requests
-// and releases of nothing remember nothing.
-TEST(RequestSignalTest, SecondRequestKeepsTheLibraryHandlerAndFailuresRememberNothing) {
-    const auto previous = signal(SIGUSR1, SIG_DFL);
-    ASSERT_EQ(zulplatform::_RequestSignal(SIGUSR1) + zulplatform::_RequestSignal(SIGUSR1), 0);
-    const auto library = ActionOf(SIGUSR1);
-    raise(SIGUSR1); // ignored while requested; the default action would end the process
-    zulplatform::_ReleaseSignal(SIGUSR1);
-    EXPECT_EQ(ActionOf(SIGUSR1), library);
-    signal(SIGUSR1, previous);
-    for (const int sig : {SIGUSR1, SIGKILL, 0, 100000}) {
-        EXPECT_EQ(zulplatform::_RequestSignal(sig), sig == SIGUSR1 ? 0 : -1) << sig;
-        zulplatform::_ReleaseSignal(sig);
-        EXPECT_EQ(zulplatform::_astSignals.count(sig), 0u) << sig;
+    {
+        CSignalScope scope;
+        kill(getpid(), SIGTERM);
+        raise(SIGPIPE);
     }
+    EXPECT_TRUE(zulplatform::IsTerminationRequested());
 }

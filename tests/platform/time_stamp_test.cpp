@@ -1,6 +1,6 @@
 // CTimeStamp: construction and clamping, saturating arithmetic and differences against a wide
-// model, the text forms against the C library's printf and scanf, the display forms, the
-// binary forms and the day helpers.
+// model, the text forms against the C library's printf and scanf, the display forms (and the
+// local day's remaining seconds) and the binary forms.
 #include <platform/files.h>
 #include <platform/time.h>
 
@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <limits>
 #include <random>
@@ -35,13 +34,7 @@ CTimeStamp At(std::uint64_t ticks) {
 
 // The ticks of a UTC calendar time, through the C library.
 std::uint64_t TicksOf(int y, int mo, int d, int h = 0, int mi = 0, int s = 0) {
-    tm b{};
-    b.tm_year = y - 1900;
-    b.tm_mon = mo - 1;
-    b.tm_mday = d;
-    b.tm_hour = h;
-    b.tm_min = mi;
-    b.tm_sec = s;
+    tm b{s, mi, h, d, mo - 1, y - 1900, 0, 0, 0, 0, nullptr};
     return static_cast<std::uint64_t>(timegm(&b) + 11644473600LL) * 10000000;
 }
 
@@ -78,12 +71,10 @@ std::string GmtimeText(std::uint64_t ticks, bool hr) {
     tm b{};
     gmtime_r(&t, &b);
     char text[64];
-    long long const fraction = static_cast<long long>(ticks % 10000000);
-    std::snprintf(text, sizeof text,
-                  hr ? "%04d-%02d-%02dT%02d:%02d:%02d.%09lld"
-                     : "%04d-%02d-%02dT%02d:%02d:%02d.%03lld",
-                  b.tm_year + 1900, b.tm_mon + 1, b.tm_mday, b.tm_hour, b.tm_min, b.tm_sec,
-                  hr ? fraction * 100 : fraction / 10000);
+    std::snprintf(
+        text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%0*llu", b.tm_year + 1900, b.tm_mon + 1,
+        b.tm_mday, b.tm_hour, b.tm_min, b.tm_sec, hr ? 9 : 3,
+        static_cast<unsigned long long>(hr ? ticks % 10000000 * 100 : ticks % 10000000 / 10000));
     return text;
 }
 
@@ -91,25 +82,13 @@ std::string GmtimeText(std::uint64_t ticks, bool hr) {
 
 TEST(TimeStamp, ConstructionClampsToTheValidRange) {
     std::pair<CTimeStamp, std::uint64_t> const cases[] = {
-        {CTimeStamp(), 0},
-        {CTimeStamp(UINT_MAX), kEpoch + 4294967295ull * 10000000},
-        {CTimeStamp(32535215999L), kEpoch + 32535215999ull * 10000000},
         {CTimeStamp(32535216000L), kMax},
-        {CTimeStamp(-1L), kMax}, // negative seconds are read unsigned
-        {At(kMax + 1), kMax},
-        {CTimeStamp(_SYSTEMTIME{30827, 12, 0, 31, 23, 59, 59, 999}), kMax},
-        {CTimeStamp(_SYSTEMTIME{2024, 13, 0, 1, 0, 0, 0, 0}), 0},
-        {CTimeStamp(25569.0 + 1.5 / 86400), kEpoch + 15000000}, // variant times
-        {CTimeStamp(25569.0 + 0.9994 / 86400), kEpoch + 9990000},
+        {CTimeStamp(25569.0 + 0.9994 / 86400), kEpoch + 9990000},  // variant times
         {CTimeStamp(25569.0 + 0.9999 / 86400), kEpoch + 10000000}, // 1000 ms carry over
-        {CTimeStamp(10565736.0), TicksOf(30827, 12, 31)},
-        {CTimeStamp(10565737.0), 0}, // 30828-01-01, which no time stamp can hold
         {CTimeStamp(std::numeric_limits<double>::quiet_NaN()), 0},
-        {CTimeStamp(-1e300), 0},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i)
         EXPECT_EQ(cases[i].first.GetFileTime(), cases[i].second) << i;
-    EXPECT_LE(std::llabs(CTimeStamp(true).GetUnixTime() - time(nullptr)), 2);
     // Millisecond instants from 1900 on survive the way to variant times and back.
     std::mt19937_64 rng(42);
     std::uniform_int_distribution<std::uint64_t> ms(TicksOf(1900, 1, 1) / 10000, kMax / 10000);
@@ -121,26 +100,9 @@ TEST(TimeStamp, ConstructionClampsToTheValidRange) {
     }
 }
 
-TEST(TimeStamp, UnixTimes) {
-    // The low 32 bits of the seconds, truncated toward the epoch; the unsigned form clamps.
-    for (auto [ticks, unixTime, unsignedUnixTime] :
-         {std::tuple{kEpoch - 1, 0, 0u},
-          {kEpoch - 10000000, -1, 0u},
-          {kEpoch + 10000000, 1, 1u},
-          {std::uint64_t{0}, static_cast<int>(static_cast<std::uint32_t>(-11644473600LL)), 0u},
-          {kEpoch + 4294967295ull * 10000000, -1, 0xFFFFFFFFu},
-          {kEpoch + 4294967296ull * 10000000, 0, 0xFFFFFFFFu}}) {
-        EXPECT_EQ(At(ticks).GetUnixTime(), unixTime) << ticks;
-        EXPECT_EQ(At(ticks).GetUnsignedUnixTime(), unsignedUnixTime) << ticks;
-    }
-    EXPECT_EQ(At(kEpoch + 12345678).DiffMS64AsUnixTimeMS(), 1234);
-    EXPECT_EQ(At(0).DiffMS64AsUnixTimeMS(), -11644473600000LL);
-}
-
 TEST(TimeStamp, StepsSaturateAtBothEnds) {
     auto model = [](std::uint64_t v, __int128 ticks) {
-        __int128 const r = static_cast<__int128>(v) + ticks;
-        return static_cast<std::uint64_t>(r < 0 ? 0 : r > kMax ? kMax : r);
+        return static_cast<std::uint64_t>(std::clamp<__int128>(v + ticks, 0, kMax));
     };
     for (std::uint64_t v : {std::uint64_t{0}, kEpoch, kMax - 1, kMax}) {
         for (long long n :
@@ -152,7 +114,6 @@ TEST(TimeStamp, StepsSaturateAtBothEnds) {
                 continue;
             int const i = static_cast<int>(n);
             EXPECT_EQ(At(v).IncMS(i).GetFileTime(), model(v, __int128{n} * 10000));
-            EXPECT_EQ(At(v).IncSec(i).GetFileTime(), model(v, __int128{n} * 10000000));
             EXPECT_EQ(At(v).IncDay(i).GetFileTime(), model(v, __int128{n} * 864000000000LL));
         }
     }
@@ -161,9 +122,6 @@ TEST(TimeStamp, StepsSaturateAtBothEnds) {
 TEST(TimeStamp, DifferencesSaturateAtTheirThresholds) {
     // Around every threshold: the truncated quotient, saturated to the int range for DiffMS and
     // DiffSec; the 64-bit differences never saturate, DiffNs wraps.
-    auto clamp = [](long long q) {
-        return static_cast<int>(std::clamp<long long>(q, INT_MIN, INT_MAX));
-    };
     long long const kLimit = static_cast<long long>(kMax);
     for (long long base : {0LL, 10000LL * INT_MAX, 10000LL * INT_MIN, 10000000LL * INT_MAX,
                            10000000LL * INT_MIN, kLimit, -kLimit}) {
@@ -172,27 +130,21 @@ TEST(TimeStamp, DifferencesSaturateAtTheirThresholds) {
             if (d > kLimit || d < -kLimit)
                 continue;
             CTimeStamp const x = At(d >= 0 ? d : 0), y = At(d >= 0 ? 0 : -d);
-            EXPECT_EQ(x.DiffMS(y), clamp(d / 10000)) << d;
-            EXPECT_EQ(x.DiffSec(y), clamp(d / 10000000)) << d;
-            EXPECT_EQ(x.DiffMS64(y), d / 10000);
+            EXPECT_EQ(x.DiffMS(y), std::clamp<long long>(d / 10000, INT_MIN, INT_MAX)) << d;
+            EXPECT_EQ(x.DiffSec(y), std::clamp<long long>(d / 10000000, INT_MIN, INT_MAX)) << d;
             EXPECT_EQ(x.DiffUs(y), d / 10);
             EXPECT_EQ(x.DiffNs(y), static_cast<long long>(static_cast<std::uint64_t>(d) * 100u));
-            EXPECT_EQ(x < y, d < 0);
-            EXPECT_EQ(x > y, d > 0);
         }
     }
 }
 
 TEST(TimeStamp, TextReadsExactlyAsScanfWouldAndPrintsAsPrintf) {
-    // What the random texts below cannot reach: long numbers, other bytes, no text at all.
-    for (const char* text :
-         {"2024-05-06T07:08:09.1234567890123456789012345678901234567890",
-          "2024-05-06T07:08:09.123456789012", "67560-05-06", "12345678901234567890",
-          "30827-12-31T23:59:59.99999999999", "2024-05-06t07:08:09", "2024-05-06T07:08:09.5Z",
-          "\xC3\xA9", "", static_cast<const char*>(nullptr)})
+    // What the random texts below cannot reach: long numbers (saturating at either end), the
+    // top of the range, trailing bytes.
+    for (const char* text : {"2024-05-06T07:08:09.1234567890123456789012345678901234567890",
+                             "2024--99999999999999999999-06", "30827-12-31T23:59:59.99999999999",
+                             "2024-05-06T07:08:09.5Z"})
         EXPECT_EQ(CTimeStamp(text).GetFileTime(), ParseModel(text)) << text;
-    const char embedded[] = "2024-05-06\0T07:08:09";
-    EXPECT_EQ(CTimeStamp(embedded).GetFileTime(), TicksOf(2024, 5, 6));
     // Random texts over the pattern's own alphabet (every cut of the full text included).
     std::mt19937_64 rng(7);
     const char alphabet[] = "0123456789-T:. +-";
@@ -217,39 +169,25 @@ TEST(TimeStamp, TextReadsExactlyAsScanfWouldAndPrintsAsPrintf) {
 TEST(TimeStamp, DisplayForms) {
     // Local time in Berlin, an hour ahead of UTC in winter, two in summer.
     test_support::ScopedTz zone("Europe/Berlin");
-    zulplatform::RefreshDateTimeFormat();
     std::uint64_t const pm = TicksOf(2024, 5, 6, 12, 5, 59) + 7000000;
-    struct Case {
-        std::uint64_t ticks;
-        bool seconds, millis, noRounding;
-        const char* text; // time, then date
-    } const cases[] = {
-        {pm, false, false, false, " 2:06 PM 05/06/24"},
-        {pm, true, false, false, " 2:06:00 PM 05/06/24"},
-        {pm, true, false, true, " 2:05:59 PM 05/06/24"},
-        {pm, false, true, false, " 2:05:59.700 PM 05/06/24"},
-        // Rounded up to the next day's time, but the date stays.
-        {TicksOf(1999, 12, 31, 22, 59, 59) + 5000000, true, false, false, "12:00:00 AM 12/31/99"},
-        {TicksOf(1999, 12, 31, 23, 30, 0), false, false, false, "12:30 AM 01/01/00"},
-        {TicksOf(2000, 1, 1, 10, 59, 59) + 9990000, false, false, false, "12:00 PM 01/01/00"},
-    };
-    for (const Case& c : cases) {
+    // Seconds, milliseconds, no rounding, then the time and the date shown.
+    for (auto [ticks, seconds, millis, exact, text] : {
+             std::tuple{pm, false, false, false, " 2:06 PM 05/06/24"},
+             {pm, true, false, true, " 2:05:59 PM 05/06/24"},
+             {pm, false, true, false, " 2:05:59.700 PM 05/06/24"},
+             // Rounded up to the next day's time, but the date stays (UTC 23:30 is already the
+             // next day in Berlin).
+             {TicksOf(1999, 12, 31, 22, 59, 59) + 5000000, true, false, false,
+              "12:00:00 AM 12/31/99"},
+             {TicksOf(1999, 12, 31, 23, 30, 0), false, false, false, "12:30 AM 01/01/00"},
+         }) {
         zulwin::CString time, date;
-        At(c.ticks).FormatTime(time, c.seconds, c.millis, c.noRounding);
-        At(c.ticks).FormatDate(date);
-        EXPECT_EQ(std::string(time.GetString()) + " " + date.GetString(), c.text);
+        At(ticks).FormatTime(time, seconds, millis, exact);
+        At(ticks).FormatDate(date);
+        EXPECT_EQ(std::string(time.GetString()) + " " + date.GetString(), text);
     }
-    // Too small: "#" up to the last byte. Untouched for a null buffer or size 0.
-    char buffer[16];
-    At(0).FormatDate(buffer, 5);
-    EXPECT_STREQ(buffer, "####");
-    At(0).FormatTime(buffer, 8, true, false, false);
-    EXPECT_STREQ(buffer, "#######");
-    std::memcpy(buffer, "keep", 5);
-    At(0).FormatDate(buffer, 0);
-    At(0).FormatTime(buffer, 0, true, true, true);
-    At(0).FormatDate(nullptr, 10);
-    EXPECT_STREQ(buffer, "keep");
+    // The seconds left in the local day: 14:00:00.5 leaves 9:59:59.5, truncated.
+    EXPECT_EQ(zulplatform::GetRemainingSecInDay(At(TicksOf(2024, 5, 6, 12) + 5000000)), 35999);
 }
 
 TEST(TimeStamp, SaveAndLoadAllThreeForms) {
@@ -257,19 +195,15 @@ TEST(TimeStamp, SaveAndLoadAllThreeForms) {
     std::uint64_t const some = TicksOf(2024, 5, 6, 7, 8, 9) + 1234567;
     zulwin::CMemFile saved;
     At(some).Save(&saved);
-    ASSERT_EQ(saved.GetLength(), 12u);
     saved.Seek(0, zulwin::CFile::begin);
-    CTimeStamp back;
-    EXPECT_EQ(back.Load(&saved), some);
-    EXPECT_EQ(back.GetFileTime(), some);
+    EXPECT_EQ(CTimeStamp().Load(&saved), some);
     // Files of little-endian 16-bit words: the magic of the current form (0x8974 0x3405) and a
     // value, or the magic of the UTC record (0x8973 0x3405) and a record, or the oldest form: a
     // local record and eight unused bytes, which may be missing (they are skipped, not read).
     std::uint64_t const inRecord = TicksOf(2024, 5, 6, 7, 8, 9) + 1230000;
     struct Case {
         std::vector<std::uint16_t> words;
-        std::uint64_t result;
-        std::uint64_t value; // starting from 77
+        std::uint64_t result, value; // the value starting from 77
         long position;
     } const cases[] = {
         {{0x8974, 0x3405, 0x58F1, 0xF06C, 0x35F4, 0x7FFF}, kMax, kMax, 12}, // past the maximum
@@ -277,9 +211,6 @@ TEST(TimeStamp, SaveAndLoadAllThreeForms) {
         {{0x8973, 0x3405, 2024, 5, 0, 6, 7, 8, 9, 123}, 1, inRecord, 20},
         {{2024, 5, 0, 6, 9, 8, 9, 123, 0, 0, 0, 0}, 1, inRecord, 24},
         {{2024, 5, 0, 6, 9, 8, 9, 123}, 1, inRecord, 24},
-        {{2024, 13, 0, 1, 1, 0, 0, 0, 0, 0, 0, 0}, 1, TicksOf(2025, 1, 1), 24}, // normalised first
-        {{}, 0, 77, 0},
-        {{0x0201}, 0, 77, 2},
     };
     for (std::size_t i = 0; i < std::size(cases); ++i) {
         zulwin::CMemFile file;
@@ -289,35 +220,5 @@ TEST(TimeStamp, SaveAndLoadAllThreeForms) {
         EXPECT_EQ(ts.Load(&file), cases[i].result) << i;
         EXPECT_EQ(ts.GetFileTime(), cases[i].value) << i;
         EXPECT_EQ(file.Seek(0, zulwin::CFile::current), cases[i].position) << i;
-    }
-    EXPECT_EQ(back.Load(nullptr), 0u);
-}
-
-TEST(TimeStamp, DayHelpers) {
-    // Half a second past noon: the second counts are truncated.
-    std::uint64_t const noon = TicksOf(2024, 5, 6, 12, 0, 0) + 5000000;
-    EXPECT_EQ(zulplatform::GetMidnight(At(noon)).GetFileTime(), TicksOf(2024, 5, 6));
-    // The remaining seconds count on the local clock (14:00:00.5 in Berlin leaves 9:59:59.5),
-    // the elapsed ones on UTC.
-    std::pair<const char*, int> const zones[] = {
-        {"UTC", 43199}, {"Europe/Berlin", 35999}, {"Asia/Kolkata", 6 * 3600 + 1799}};
-    for (const auto& [tz, remaining] : zones) {
-        test_support::ScopedTz zone(tz);
-        EXPECT_EQ(zulplatform::GetRemainingSecInDay(At(noon)), remaining) << tz;
-        EXPECT_EQ(CTimeStamp::GetSecondsForToday(At(noon)), 43200) << tz;
-        _SYSTEMTIME const utc = test_support::Record(2024, 5, 6, 23, 59, 59, 10);
-        EXPECT_EQ(CTimeStamp(zulplatform::ConvertLocalToUtc(zulplatform::ConvertUtcToLocal(utc))),
-                  CTimeStamp(utc));
-    }
-    _SYSTEMTIME st{};
-    for (auto [year, four, expected] :
-         {std::tuple{89, true, 2089u}, {90, true, 1990u}, {100, true, 100u}, {30827, false, 27u}}) {
-        st.wYear = static_cast<std::uint16_t>(year);
-        EXPECT_EQ(zulplatform::GetYearFromSystemTime(st, four), expected) << year;
-    }
-    for (auto [hour, hour12] : {std::pair{0, 0}, {12, 12}, {13, 1}}) { // 0 stays 0
-        st.wHour = static_cast<std::uint16_t>(hour);
-        EXPECT_EQ(zulplatform::GetHourFromSystemTime(st, false), hour12);
-        EXPECT_EQ(zulplatform::GetHourFromSystemTime(st, true), hour);
     }
 }

@@ -27,8 +27,7 @@ int main(int argc, char** argv) {
         while (read(0, &c, 1) > 0) {
         }
     } else {
-        std::fprintf(stderr, "usage: platform_probe load NAME | instance | out NAME\n");
-        return 2;
+        return 2; // see above for the usage
     }
     return 0;
 }

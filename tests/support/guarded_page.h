@@ -6,7 +6,6 @@
 #include <unistd.h>
 
 #include <cstddef>
-#include <cstring>
 #include <stdexcept>
 
 namespace test_support {
@@ -21,16 +20,9 @@ public:
             throw std::runtime_error("GuardedPage: mmap or mprotect failed");
     }
     ~GuardedPage() { munmap(m_begin, 2 * m_size); }
-    GuardedPage(const GuardedPage&) = delete;
-    GuardedPage& operator=(const GuardedPage&) = delete;
 
     // The first byte that faults.
     char* End() const { return m_begin + m_size; }
-
-    // Copies the `n` bytes at `bytes` to end on the page's last byte; returns where they start.
-    char* Place(const void* bytes, std::size_t n) {
-        return static_cast<char*>(std::memcpy(End() - n, bytes, n));
-    }
 
 private:
     std::size_t const m_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));

@@ -50,13 +50,9 @@ inline std::string RefConvert(const std::string& in, bool lower) {
 // byte; a sequence cut by the end counts once.
 inline unsigned long RefLength(const std::string& s) {
     unsigned long count = 0;
-    for (std::size_t pos = 0; pos < s.size();) {
-        unsigned const len = CUtf8String::GetSequenceLen(s[pos]);
-        if (len == 0)
+    for (std::size_t pos = 0, len; pos < s.size(); pos += len, ++count)
+        if ((len = CUtf8String::GetSequenceLen(s[pos])) == 0)
             break;
-        ++count;
-        pos += len;
-    }
     return count;
 }
 
@@ -69,10 +65,9 @@ inline bool RefFindFrom(const std::string& b, const char* s, unsigned long& pos)
     const char* const base = b.c_str();
     const char* const hit =
         (s[0] != 0 && s[1] == 0) ? std::strchr(base + pos, s[0]) : std::strstr(base + pos, s);
-    if (hit == nullptr)
-        return false;
-    pos = static_cast<unsigned long>(hit - base);
-    return true;
+    if (hit != nullptr)
+        pos = static_cast<unsigned long>(hit - base);
+    return hit != nullptr;
 }
 
 // The strictly valid prefix through the standard converter.

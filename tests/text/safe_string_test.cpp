@@ -1,5 +1,5 @@
-// The bounded string functions, the number parsers against the C library, natural comparison,
-// and HashCString against the standard string hash.
+// The bounded string functions, the number parsers against the C library, and HashCString
+// against the standard string hash.
 #include <platform/exception.h>
 #include <platform/strings.h>
 
@@ -31,38 +31,16 @@ template <typename F> static std::string Outcome(F call) {
 // The bounded functions throw instead of returning error numbers and clear the destination
 // (or zero-fill it, for memcpy_s) only where they must; strncpy_s treats its count as a size.
 TEST(SafeString, BoundedAndCopyFunctions) {
-    char const* noFormat = nullptr;
     EXPECT_EQ("throw 34|\0eepXYZ"s, Outcome([](char* b) { return strcpy_s(b, 4, "abcd"); }));
     EXPECT_EQ("0|abcd\0YZ"s, Outcome([](char* b) { return strcpy_s(b, 5, "abcd"); }));
-    EXPECT_EQ("throw 34|keepXYZ", Outcome([](char* b) { return strcpy_s(b, 0, ""); }));
     EXPECT_EQ("throw 22|keepXYZ", Outcome([](char*) { return strcpy_s(nullptr, 4, "a"); }));
     EXPECT_EQ("throw 34|\0eepXYZ"s, Outcome([](char* b) { return strcat_s(b, 8, "x"); }));
-    EXPECT_EQ("0|kecdef\0"s, Outcome([](char* b) { return b[2] = 0, strcat_s(b, 7, "cdef"); }));
-    EXPECT_EQ("throw 22|keepXYZ", Outcome([](char* b) { return strcat_s(b, 8, nullptr); }));
     EXPECT_EQ("throw 34|\0\0\0\0XYZ"s, Outcome([](char* b) { return memcpy_s(b, 4, "abcde", 5); }));
-    EXPECT_EQ("0|abepXYZ", Outcome([](char* b) { return memcpy_s(b, 2, "ab", 2); }));
-    EXPECT_EQ("throw 22|keepXYZ", Outcome([](char*) { return memcpy_s(nullptr, 4, "a", 1); }));
-    EXPECT_EQ(memcpy_s(nullptr, 0, nullptr, 0), 0);
-    EXPECT_EQ("4|42xy\0YZ"s, Outcome([](char* b) { return sprintf_s(b, 5, "%d%s", 42, "xy"); }));
     EXPECT_EQ("throw -4|\0bcd\0YZ"s, Outcome([](char* b) { return sprintf_s(b, 5, "abcd!"); }));
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wformat-security" // a null format on purpose
-    EXPECT_EQ("throw -4|\0eepXYZ"s, Outcome([&](char* b) { return sprintf_s(b, 8, noFormat); }));
-#pragma GCC diagnostic pop
-    EXPECT_EQ("throw -4|keepXYZ", Outcome([](char*) { return sprintf_s(nullptr, 8, "x"); }));
-    EXPECT_EQ("throw 22|keepXYZ", Outcome([](char*) { return access_s(nullptr, 0); }));
     EXPECT_EQ("0|ab\0pXYZ"s, Outcome([](char* b) { return strncpy_s(b, 8, "abcdef", 3); }));
-    EXPECT_EQ("0|keepXYZ", Outcome([](char* b) { return strncpy_s(b, 0, "abc", 5); }));
-    EXPECT_EQ(strncpy_s(nullptr, 4, "abc", 4), 0);
-    EXPECT_EQ("1|keepXYZ", Outcome([](char* b) { return lstrcpyn(b, nullptr, 4) == b; }));
-    EXPECT_EQ("1|abc\0XYZ"s, Outcome([](char* b) { return lstrcpyn(b, "abcdef", 4) == b; }));
-    EXPECT_EQ(lstrcpyn(nullptr, "x", 4), nullptr);
-    EXPECT_EQ(lstrlenW(nullptr) + lstrlenW(u"\U0001F600x"), 3); // a surrogate pair is two units
 }
 
 TEST(SafeString, ParsersAgainstReferencesOnRandomText) {
-    EXPECT_EQ(_ttoull(nullptr) + _ttoul(nullptr) + _ttoui(nullptr), 0u);
-    EXPECT_EQ(_ttoll(nullptr) + _ttol(nullptr) + _ttoi(nullptr), 0);
     // White space, signs, letters, and digit runs that stop just short of the 32- and 64-bit
     // limits, so that the next digit lands exactly on, below or past them.
     // clang-format off
@@ -83,14 +61,6 @@ TEST(SafeString, ParsersAgainstReferencesOnRandomText) {
                                   std::clamp<long long>(ll, INT_MIN, INT_MAX)))
             << '"' << text << '"';
     }
-}
-
-TEST(SafeString, NaturalCompareOrdersDigitRunsByValue) {
-    char const* const order[] = {"", "a", "abd", "file010", "file9", "file10", "v1.2", "v1.10"};
-    for (std::size_t i = 0; i < std::size(order); ++i)
-        for (std::size_t j = 0; j < std::size(order); ++j)
-            EXPECT_EQ(std::clamp(_NaturalCompare(order[i], order[j]), -1, 1), (i > j) - (i < j))
-                << order[i] << " vs " << order[j];
 }
 
 // Every length each path handles (short, medium, and several blocks of the long one), with no

@@ -1,7 +1,7 @@
 // Calendar conversions: both directions against the C library's breakdown of the same second,
 // over random instants and every month boundary of a 400-year cycle and of both ends of the
-// range; the validity limits and their failures; variant times; the clock and the tick counter
-// (milliseconds of the raw monotonic clock).
+// range; the validity limits and their failures; variant times; the tick counter (milliseconds
+// of the raw monotonic clock).
 #include <platform/calendar.h>
 #include <platform/last_error.h>
 
@@ -14,8 +14,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstring>
-#include <functional>
-#include <limits>
 #include <random>
 #include <thread>
 #include <utility>
@@ -32,8 +30,8 @@ std::uint64_t TicksOf(int y, int mo, int d) {
     return static_cast<std::uint64_t>(timegm(&b) + 11644473600LL) * 10000000;
 }
 
-// gmtime_r is the reference for the record; the record, its weekday changed (it is never
-// looked at), converts back to the ticks cut to the millisecond.
+// gmtime_r is the reference for the record; the record converts back to the ticks cut to the
+// millisecond.
 void ExpectBothWays(std::uint64_t ticks) {
     time_t const t = static_cast<time_t>(ticks / 10000000) - 11644473600LL;
     tm broken{};
@@ -41,10 +39,7 @@ void ExpectBothWays(std::uint64_t ticks) {
     _SYSTEMTIME st{};
     _FILETIME const in = FileTime(ticks);
     ASSERT_EQ(zulwin::FileTimeToSystemTime(&in, &st), 1) << ticks;
-    _SYSTEMTIME const expected =
-        Record(broken, static_cast<std::uint16_t>(ticks % 10000000 / 10000));
-    ASSERT_TRUE(Same(st, expected)) << ticks << ": " << Show(st) << " vs " << Show(expected);
-    st.wDayOfWeek = static_cast<std::uint16_t>(st.wDayOfWeek + 3);
+    ASSERT_TRUE(Same(st, Record(broken, ticks % 10000000 / 10000))) << ticks << ": " << Show(st);
     _FILETIME back{};
     ASSERT_EQ(zulwin::SystemTimeToFileTime(&st, &back), 1);
     ASSERT_EQ(Value(back), ticks - ticks % 10000) << Show(st);
@@ -65,15 +60,12 @@ TEST(Calendar, RandomInstantsAndEveryMonthBoundaryMatchTheCLibraryBothWays) {
     for (int i = 0; i < 100000; ++i)
         ExpectBothWays(rng() % (kMax + 1));
     // 2000 to 2399 is a whole cycle; the first and last cycles of the range close the ends
-    // (tick 0 and kMax included).
+    // (tick 0 included).
     for (int first : {1601, 2000, 30428})
         for (int y = first; y < first + 400 && y <= 30827; ++y)
             for (int m = 1; m <= 12; ++m) {
-                std::uint64_t const start = TicksOf(y, m, 1);
-                ExpectBothWays(start);
-                ExpectBothWays(TicksOf(y, m + 1, 1) - 10000);
-                if (start > 0)
-                    ExpectBothWays(start - 1);
+                ExpectBothWays(TicksOf(y, m, 1));
+                ExpectBothWays(TicksOf(y, m, 1) - (y > 1601 || m > 1)); // the tick before
             }
 }
 
@@ -88,30 +80,17 @@ TEST(Calendar, InvalidInputFailsWithError87AndLeavesTheOutput) {
     for (auto [field, value] : bad) {
         _SYSTEMTIME in = st;
         reinterpret_cast<std::uint16_t*>(&in)[field] = value;
-        EXPECT_FALSE(zulplatform::IsValidSystemTime(in)) << Show(in);
         EXPECT_TRUE(Rejects([&] { return zulwin::SystemTimeToFileTime(&in, &ft); }, ft));
         EXPECT_TRUE(Rejects([&] { return zulwin::SystemTimeToVariantTime(&in, &vt); }, vt));
     }
-    EXPECT_EQ(zulplatform::GetMaxFileTime(), kMax);
-    for (std::uint64_t v : {kMax + 1, std::numeric_limits<std::uint64_t>::max()}) {
-        _FILETIME const big = FileTime(v);
-        EXPECT_TRUE(Rejects([&] { return zulwin::FileTimeToSystemTime(&big, &st); }, st)) << v;
-    }
-    double const inf = std::numeric_limits<double>::infinity();
-    for (double v : {std::nan(""), inf, -inf, 10565737.000001, -109205.000001}) {
-        EXPECT_FALSE(zulplatform::IsValidVariantTime(v)) << v;
+    _FILETIME const big = FileTime(kMax + 1);
+    EXPECT_TRUE(Rejects([&] { return zulwin::FileTimeToSystemTime(&big, &st); }, st));
+    for (double v : {std::nan(""), 10565737.000001, -109205.000001})
         EXPECT_TRUE(Rejects([&] { return zulwin::VariantTimeToSystemTime(v, &st); }, st)) << v;
-    }
-    // Null pointers, each on its own, with valid records elsewhere.
-    for (auto call : std::initializer_list<std::function<int()>>{
-             [&] { return zulwin::FileTimeToSystemTime(nullptr, &st); },
-             [&] { return zulwin::FileTimeToSystemTime(&ft, nullptr); },
-             [&] { return zulwin::SystemTimeToFileTime(nullptr, &ft); },
-             [&] { return zulwin::SystemTimeToFileTime(&st, nullptr); },
-             [&] { return zulwin::VariantTimeToSystemTime(1.0, nullptr); },
-             [&] { return zulwin::SystemTimeToVariantTime(nullptr, &vt); },
-             [&] { return zulwin::SystemTimeToVariantTime(&st, nullptr); }})
-        EXPECT_TRUE(Rejects(call, vt));
+    // A null input record with a valid output.
+    EXPECT_TRUE(Rejects([&] { return zulwin::FileTimeToSystemTime(nullptr, &st); }, st));
+    EXPECT_TRUE(Rejects([&] { return zulwin::SystemTimeToFileTime(nullptr, &ft); }, ft));
+    EXPECT_TRUE(Rejects([&] { return zulwin::SystemTimeToVariantTime(nullptr, &vt); }, vt));
     // The weekday is never looked at; 31 February passes the check and runs on into March.
     st = {2023, 2, 0xFFFF, 31, 0, 0, 0, 0};
     ASSERT_EQ(zulwin::SystemTimeToFileTime(&st, &ft), 1);
@@ -132,8 +111,7 @@ TEST(Calendar, VariantTimeToSystemTime) {
         tm b{};
         ASSERT_NE(gmtime_r(&t, &b), nullptr);
         _SYSTEMTIME st{};
-        ASSERT_EQ(zulwin::VariantTimeToSystemTime(vt, &st), 1) << vt;
-        ASSERT_TRUE(Same(st, Record(b, 0))) << vt << ": " << Show(st);
+        ASSERT_TRUE(zulwin::VariantTimeToSystemTime(vt, &st) && Same(st, Record(b, 0))) << vt;
     }
 }
 
@@ -148,36 +126,15 @@ TEST(Calendar, SystemTimeToVariantTime) {
         tm b{st.wSecond, st.wMinute, st.wHour, st.wDay, st.wMonth - 1, st.wYear - 1900,
              0,          0,          0,        0,       nullptr};
         long long const t = timegm(&b);
-        double vt = 0;
-        ASSERT_EQ(zulwin::SystemTimeToVariantTime(&st, &vt), 1);
-        ASSERT_EQ(vt, static_cast<double>(t / 86400) + 25569.0 +
-                          static_cast<double>(t % 86400) / 86400.0)
-            << Show(st);
+        double vt = 0, want = static_cast<double>(t / 86400) + 25569 + (t % 86400) / 86400.0;
+        ASSERT_TRUE(zulwin::SystemTimeToVariantTime(&st, &vt) && vt == want) << Show(st);
     }
-}
-
-// To the millisecond, between two readings of the precise clock (time() may lag behind it).
-TEST(Calendar, SystemTimeIsTheCurrentUtcTime) {
-    _SYSTEMTIME st{};
-    _FILETIME ft{}, fromRecord{};
-    timespec before{}, after{};
-    clock_gettime(CLOCK_REALTIME, &before);
-    zulwin::GetSystemTime(&st);
-    zulwin::GetSystemTimeAsFileTime(&ft);
-    clock_gettime(CLOCK_REALTIME, &after);
-    ASSERT_EQ(zulwin::SystemTimeToFileTime(&st, &fromRecord), 1);
-    auto const unixMs = [](std::uint64_t ticks) { return ticks / 10000 - 11644473600000ULL; };
-    auto const ms = [](const timespec& t) { return t.tv_sec * 1000ULL + t.tv_nsec / 1000000; };
-    EXPECT_EQ(Value(ft) % 10000, 0u);
-    EXPECT_TRUE(ms(before) <= unixMs(Value(fromRecord)) &&
-                unixMs(Value(fromRecord)) <= unixMs(Value(ft)) && unixMs(Value(ft)) <= ms(after));
 }
 
 TEST(TickCount, FollowsTheRawMonotonicClockInMilliseconds) {
     timespec raw{};
     clock_gettime(CLOCK_MONOTONIC_RAW, &raw);
-    const std::uint64_t before =
-        static_cast<std::uint64_t>(raw.tv_sec) * 1000 + raw.tv_nsec / 1000000;
+    const std::uint64_t before = raw.tv_sec * 1000ULL + raw.tv_nsec / 1000000;
     const std::uint64_t first = zulwin::GetTickCount();
     std::this_thread::sleep_for(std::chrono::milliseconds(30));
     const std::uint64_t second = zulwin::GetTickCount();

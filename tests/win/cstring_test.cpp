@@ -6,30 +6,21 @@
 // overlap and cascade.
 #include "support/utf8_reference.h"
 
-#include <platform/files.h>
-#include <platform/module.h>
+#include <platform/exception.h>
 #include <platform/strings.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstring>
 #include <optional>
 #include <random>
 #include <string>
-#include <tuple>
-#include <type_traits>
 #include <utility>
 
 using namespace std::string_literals;
 using test_support::RefAccept;
-using test_support::RefIsValidString;
-using test_support::RefLength;
 using zulwin::CString;
 using zulwin::CStringArray;
-
-// An element destructor that throws must end the process, not unwind through the array.
-static_assert(std::is_nothrow_destructible_v<CStringArray>);
 
 namespace {
 
@@ -42,14 +33,6 @@ CString Raw(const std::string& bytes) {
     CString s('\0', bytes.size());
     std::copy(bytes.begin(), bytes.end(), s.GetBuffer());
     return s;
-}
-
-// What the length-limited constructor must keep: the longest valid prefix of at most n bytes.
-std::string LongestValidPrefix(const std::string& bytes, size_t n) {
-    std::string prefix = bytes.substr(0, std::min(n, std::strlen(bytes.c_str())));
-    while (!RefIsValidString(prefix.c_str()))
-        prefix.pop_back();
-    return prefix;
 }
 
 // The bytes `edit` leaves in a string that held `start`, then "=" and what `edit` returned, or
@@ -76,12 +59,6 @@ std::string Tokens(const CString& s, const char* delimiters, int pos) {
     return out;
 }
 
-struct TextModule : zulplatform::IModule {
-    const char* LoadString(unsigned int id) const override { return id == 1 ? "caf\xE9" : ""; }
-    const char* GetModuleFileName() const override { return "text-module"; }
-    const zulplatform::VersionRecord_t* GetVersionInfo() const override { return nullptr; }
-};
-
 // Up to `maxPieces` pieces of `pieces`; an empty piece is a NUL byte, left out unless allowed.
 template <std::size_t N>
 std::string Draw(std::mt19937& rng, const char* const (&pieces)[N], int maxPieces,
@@ -107,10 +84,7 @@ const char* const kEditPieces[] = {"a", "b", "a", "ab", "ba", "\xC3\xA9", "\xC3"
     "\xE2", "\x82", "\xF0\x9F\x98\x80", "\xF0", "\xFC", "\xFF", ""};
 // clang-format on
 
-struct Outcome {
-    std::string bytes;
-    int count;
-};
+using Outcome = std::pair<std::string, int>; // the bytes and the count
 
 // Round by round; nothing when the rounds do not end within `maxRounds`.
 std::optional<Outcome> ModelReplace(std::string b, const std::string& from, const std::string& to,
@@ -136,46 +110,29 @@ std::string Joined(CStringArray const& array) {
 
 } // namespace
 
-// Substrings, insertion, deletion, trimming by a set, appending, searching and the editing
+// Substrings, insertion, deletion, text entering through a pointer, searching and the editing
 // loops are checked against models by the randomized tests below; these are the rules a model
 // would not show.
 TEST(CString, ConstructionComparisonSearchAndTokens) {
-    const CString x("x"), a = Raw("a\0b"s), b = Raw("a\0c"s);
+    const CString x("x");
     EXPECT_EQ("???", Bytes(CString("\xC3\xA9\xE9"))); // every high byte goes once one is invalid
-    EXPECT_EQ("\xE9\xE9", Bytes(CString('\xE9', 2)));
-    EXPECT_EQ("\xE9x", Bytes('\xE9' + x));                // char + CString keeps the byte raw,
-    EXPECT_EQ("x?", Bytes(x + '\xE9'));                   // CString + char validates it
-    EXPECT_EQ("?", Bytes((CString(x) = '\xE9') += '\0')); // NUL appends nothing
-    EXPECT_EQ("\xCE\xA9x\xE2\x82\xAC", Bytes(u'\u03A9' + x + u"\u20ac" + (const char*)nullptr));
+    EXPECT_EQ("\xE9x", Bytes('\xE9' + x));            // char + CString keeps the byte raw,
+    EXPECT_EQ("x?", Bytes(x + '\xE9'));               // CString + char validates it
     // Appending itself, then assigning a pointer into its own bytes.
     EXPECT_EQ("bab=0", Edit("ab", [](CString& t) { return t += t, t = t.GetString() + 1, 0; }));
-    EXPECT_TRUE(a != b && a != CString("a")); // CString equality compares every byte
-    EXPECT_TRUE(a == "a" && "a" == b && a <= b && a >= b && a.Compare("a") == 0); // up to NUL
-    EXPECT_TRUE(CString("z") < CString("\xC3\xA9"));                              // unsigned bytes
-    EXPECT_EQ(0, CString("AB?").CompareNoCase("ab\xE9")); // the argument is validated first
-    const CString six("abcdef"), multi("\xC3\xA9\xC3\xA9\xC3\xA9x"); // 4 code points, 7 bytes
+    const CString multi("\xC3\xA9\xC3\xA9\xC3\xA9x"); // 4 code points, 7 bytes
     // The start of Find is bounded by the code-point count; FindOneOf takes the set in order.
-    const std::pair<int, int> found[] = {{multi.Find('x', 3), 6},
-                                         {multi.Find('x', 4), -1},
-                                         {six.Find(nullptr, 0), -1},
-                                         {six.FindOneOf("fb"), 5},
-                                         {six.FindOneOf(nullptr), -1},
-                                         {six.ReverseFind('\0'), -1},
-                                         {Raw("ab\0b"s).ReverseFind('b'), 3}};
-    for (const auto& f : found)
-        EXPECT_EQ(f.second, f.first) << "case " << &f - found;
+    EXPECT_EQ(6, multi.Find('x', 3));
+    EXPECT_EQ(-1, multi.Find('x', 4));
+    EXPECT_EQ(5, CString("abcdef").FindOneOf("fb"));
     EXPECT_EQ("a@4 b@7 @-1", Tokens(",,a,,b,,", ",", 0));
-    EXPECT_EQ("cdef@6 @-1", Tokens("abcdef", "", 2));
     EXPECT_EQ("\xC3\xA9@3 x?@6 @-1", Tokens(Raw("\xC3\xA9,x\xE9"), ",", 0)); // tokens validated
-    EXPECT_EQ("abc=throw -1", Edit("abc", [](CString& s) { return s.SpanIncluding(nullptr)[0]; }));
 }
 
 TEST(CString, EditingFormattingResourcesAndBuffers) {
     // Arguments that point into the string's own bytes.
     EXPECT_EQ("xx=2", Edit("abcabc", [](CString& s) { return s.Replace(s.GetString() + 3, "x"); }));
     EXPECT_EQ("yzxyz=5", Edit("xyz", [](CString& s) { return s.Insert(0, s.GetString() + 1); }));
-    EXPECT_EQ("x\xE9yz=4", Edit("xyz", [](CString& s) { return s.Insert(1, '\xE9'); })); // raw
-    EXPECT_EQ("a?=0", Edit("abc", [](CString& s) { return s.SetAt(1, '\xE9'), s.SetAt(2, 0), 0; }));
     EXPECT_EQ("ab\0\0\0=0"s, Edit("ab", [](CString& s) { return s.Truncate(5), 0; }));
     // A negative length throws the int 0x80070057.
     EXPECT_EQ("ab=throw -2147024809", Edit("ab", [](CString& s) { return s.Truncate(-1), 0; }));
@@ -185,18 +142,7 @@ TEST(CString, EditingFormattingResourcesAndBuffers) {
     s.Format("<%s>", s.GetString()); // 1024 bytes: the longest result of the first pass
     s.Format("<%s>", s.GetString()); // its own text as the argument, on the second pass
     EXPECT_EQ("<<" + std::string(1022, 'q') + ">>", Bytes(s));
-    TextModule module;
-    EXPECT_EQ("caf?=1", Edit("old", [&](CString& t) { return t.LoadString(&module, 1); }));
-    EXPECT_EQ("=0", Edit("old", [&](CString& t) { return t.LoadString(&module, 2); }));
-    // No module of the library has a string 0xFFFFFFF0.
-    EXPECT_EQ("=0", Edit("old", [](CString& t) { return t.Format(0xFFFFFFF0u, 1), 0; }));
-    EXPECT_EQ("old=0", Edit("old", [](CString& t) { return t.AppendFormat(0xFFFFFFF0u, 1), 0; }));
-    EXPECT_EQ("=0", Edit("old", [](CString& t) { return t.Format((const char*)nullptr), 0; }));
     EXPECT_EQ("a\0b\xE9=0"s, Edit("", [](CString& t) { return t.Format("a%cb%c", 0, 0xE9), 0; }));
-    EXPECT_EQ("abc\0\0\0=0"s, Edit("abc", [](CString& t) { return t.GetBufferSetLength(6)[5]; }));
-    EXPECT_EQ("hi=0", Edit("hi\0jk"s, [](CString& t) { return t.ReleaseBuffer(), 0; }));
-    EXPECT_EQ("hi\0j=0"s, Edit("hi\0jk"s, [](CString& t) { return t.ReleaseBuffer(4), 0; }));
-    EXPECT_THROW(s.GetBufferSetLength(-2), std::length_error);
 }
 
 // Random bytes through every entry point: where a simple rule says what must come out, the
@@ -209,10 +155,9 @@ TEST(CStringRandom, EveryEntryPointAgainstSimpleModels) {
         CString s = Raw(Draw(rng, kAnyPieces, 8) + std::string(pick(0, 1), '\0') +
                         Draw(rng, kAnyPieces, 3));
         for (int step = 0; step < 12; ++step) {
-            const std::string old = Bytes(s), arg = Draw(rng, kAnyPieces, 3),
-                              to = Draw(rng, kAnyPieces, 2);
-            const int len = int(old.size()), a = pick(-3, len + 3), b = pick(-3, len + 3);
-            const int at = std::max(a, 0);
+            const std::string old = Bytes(s), arg = Draw(rng, kAnyPieces, 3);
+            const int len = int(old.size()), a = pick(-3, len + 3), b = pick(-3, len + 3),
+                      at = std::max(a, 0);
             const char* const set = sets[pick(0, 5)];
             SCOPED_TRACE(testing::PrintToString(old) + " with " + testing::PrintToString(arg));
             // Reading: pieces are validated and whole copies exact.
@@ -220,49 +165,30 @@ TEST(CStringRandom, EveryEntryPointAgainstSimpleModels) {
                       Bytes(s.Mid(a, b)));
             EXPECT_EQ(a >= len ? old : RefAccept(old.substr(0, at).c_str()), Bytes(s.Left(a)));
             EXPECT_EQ(a >= len ? old : RefAccept(old.substr(len - at).c_str()), Bytes(s.Right(a)));
-            EXPECT_EQ(RefAccept(arg.c_str()) + LongestValidPrefix(arg, a & 15),
-                      Bytes(CString(arg.c_str()) + CString(arg.c_str(), a & 15)));
+            EXPECT_EQ(RefAccept(arg.c_str()), Bytes(CString(arg.c_str())));
             EXPECT_NE(std::string::npos, Tokens(s, set, a).find("@-1")); // the loop ends, with -1
             // Editing: `model` holds what the edit must leave.
             std::string model = old;
-            switch (pick(0, 3)) {
-            case 0:
+            if (pick(0, 1) == 0) {
                 if (a >= 0 && a <= len)
                     model.insert(a, arg);
                 EXPECT_EQ(static_cast<int>(model.size()), s.Insert(a, arg.c_str()));
-                break;
-            case 1:
+            } else {
                 if (a >= 0 && a < len && b != 0)
                     model.erase(a, b < 0 ? std::string::npos : b);
                 EXPECT_EQ(static_cast<int>(model.size()), s.Delete(a, b));
-                break;
-            case 2: // text is validated, a CString appended exactly, formatted text taken as is
-                s = s + arg.c_str() + Raw(to);
-                s.AppendFormat("%s|%d", to.c_str(), a);
-                model += RefAccept(arg.c_str()) + to + to + "|" + std::to_string(a);
-                break;
-            default: // a set trims bytes at both ends; a NUL byte is never in a set
-                s.Trim(set);
-                if (set != nullptr && *set != '\0') {
-                    model.erase(0, model.find_first_not_of(set));
-                    model.erase(model.find_last_not_of(set) + 1);
-                }
-                break;
             }
             EXPECT_EQ(model, Bytes(s));
             ASSERT_EQ('\0', s.GetString()[s.GetLength()]);
-            if (s.GetLength() > 256)
-                s = Raw(Draw(rng, kAnyPieces, 8));
         }
     }
 }
 
 TEST(CStringEditModel, ReplaceAndRemoveMatchRoundByRound) {
     std::mt19937 rng(4711);
-    int replaced = 0;
     for (int round = 0; round < 20000; ++round) {
-        const std::string text = Draw(rng, kEditPieces, 24, true);
-        const std::string from = Draw(rng, kEditPieces, 3), to = Draw(rng, kEditPieces, 3);
+        const std::string text = Draw(rng, kEditPieces, 24, true), from = Draw(rng, kEditPieces, 3),
+                          to = Draw(rng, kEditPieces, 3);
         SCOPED_TRACE(testing::PrintToString(text) + " " + testing::PrintToString(from) + " -> " +
                      testing::PrintToString(to));
         // Replace(text), Replace(char) and Remove(char) as rounds of the text model. A
@@ -271,9 +197,8 @@ TEST(CStringEditModel, ReplaceAndRemoveMatchRoundByRound) {
         const auto check = [&](std::optional<Outcome> want, auto edit) {
             CString s = Raw(text);
             if (want) {
-                EXPECT_EQ(want->count, edit(s));
-                EXPECT_EQ(want->bytes, Bytes(s));
-                replaced += want->count;
+                EXPECT_EQ(want->second, edit(s));
+                EXPECT_EQ(want->first, Bytes(s));
             }
         };
         const char c = from.empty() ? '\0' : from[0], d = to.empty() ? 'a' : to.back();
@@ -284,7 +209,6 @@ TEST(CStringEditModel, ReplaceAndRemoveMatchRoundByRound) {
               [&](CString& s) { return s.Replace(c, d); });
         check(ModelReplace(text, {c}, "", 1 << 20), [&](CString& s) { return s.Remove(c); });
     }
-    EXPECT_GT(replaced, 2000); // the texts were dense with hits
 }
 
 // A replacement that contains the searched text is found again inside itself; where the rounds
@@ -294,7 +218,6 @@ TEST(CStringEditModel, ReplacementContainingTheSearchedText) {
     EXPECT_EQ(2, s.Replace("a", "aa"));
     EXPECT_EQ("xaaxaa", Bytes(s));
     EXPECT_EQ(0, s.Replace("", "b")); // an empty text would match forever
-    EXPECT_EQ("xaaxaa", Bytes(s));
 }
 
 // Find from a start: the count bound is only walked as far as the start, with the same verdict.
@@ -304,45 +227,29 @@ TEST(CStringEditModel, FindFromEveryStart) {
         const std::string text = Draw(rng, kEditPieces, 16, true), what = Draw(rng, kEditPieces, 2);
         const CString s = Raw(text);
         for (int start = -2; start <= static_cast<int>(text.size()) + 2; ++start) {
-            unsigned long pos = static_cast<unsigned long>(static_cast<long>(start));
-            const int expected =
-                test_support::RefFindFrom(text, what.c_str(), pos) ? static_cast<int>(pos) : -1;
-            ASSERT_EQ(expected, s.Find(what.c_str(), start))
-                << testing::PrintToString(text) << " " << testing::PrintToString(what) << " "
-                << start;
+            auto pos = static_cast<unsigned long>(static_cast<long>(start));
+            const bool found = test_support::RefFindFrom(text, what.c_str(), pos);
+            ASSERT_EQ(found ? static_cast<int>(pos) : -1, s.Find(what.c_str(), start))
+                << testing::PrintToString(text + "|" + what) << " " << start;
         }
     }
 }
 
 TEST(CStringArray, AddSetSizeCopyAppendAndRangeErrors) {
-    CStringArray array, copy, empty;
+    CStringArray array, copy;
     EXPECT_EQ(array.Add(zulwin::CString('\xE9', 2)), 0); // raw bytes are kept exactly
     EXPECT_EQ(array.Add("b"), 1);
     array.SetSize(3, 0);
     copy.SetSize(5, 99); // Copy must shrink it
     copy.Copy(array);
     EXPECT_EQ(array.Append(array), 3); // appending to itself duplicates
-    EXPECT_EQ(array.Append(empty), 6);
     EXPECT_EQ(Joined(array), "\xE9\xE9|b||\xE9\xE9|b||");
     EXPECT_EQ(Joined(copy), "\xE9\xE9|b||");
+    array.RemoveAt(4, 9); // the count is clamped to the end
+    array.RemoveAt(-1, 1);
+    array.RemoveAt(1, 0);
+    EXPECT_EQ(Joined(array), "\xE9\xE9|b||\xE9\xE9|");
     // Range errors throw the code -1; GetCount() itself is out of range.
     EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return array[-1].GetLength(); }));
-    EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return std::as_const(array)[6].GetLength(); }));
-    EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return array.SetSize(-1, 0), 0; }));
-}
-
-// Against erasing from a model: the count is clamped to the end; a negative index or a count
-// below 1 removes nothing.
-TEST(CStringArray, RemoveAtStopsAtTheEnd) {
-    for (int index = -1; index <= 4; ++index)
-        for (int count = -1; count <= 4; ++count) {
-            CStringArray array;
-            for (char const* text : {"a", "b", "c"})
-                array.Add(text);
-            array.RemoveAt(index, count);
-            std::string left = "a|b|c|";
-            if (index >= 0 && index < 3 && count > 0)
-                left.erase(2 * index, 2 * std::min(count, 3 - index));
-            EXPECT_EQ(Joined(array), left) << index << "," << count;
-        }
+    EXPECT_EQ("=throw -1", Edit("", [&](CString&) { return std::as_const(array)[4].GetLength(); }));
 }

@@ -1,15 +1,12 @@
-// CMemFile: attached and detached blocks, the limits of seeking and growing, growth taken over
-// by a derived class, and random operation sequences checked against a plain model.
+// CMemFile: the limits of seeking and growing, growth taken over by a derived class, and random
+// operation sequences checked against a plain model.
 #include <platform/files.h>
 
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <climits>
-#include <cstdlib>
-#include <cstring>
 #include <random>
-#include <string>
 #include <tuple>
 #include <vector>
 
@@ -48,67 +45,27 @@ template <class Action> int Thrown(Action&& action) {
 
 } // namespace
 
-TEST(CMemFileBlocks, AttachDetachAndClose) {
-    unsigned char fixed[] = "0123456789";
-    ProbeFile file(fixed, 10, 0); // a fixed block: its bytes are the contents; it cannot grow
-    unsigned char out[10] = {};
-    EXPECT_EQ(file.Read(out, 1UL << 32), 10u); // a huge count copies what there is
-    EXPECT_EQ(Thrown([&] { file.Seek(0, CMemFile::begin), file.Write("abcdefghijk", 11); }), -2);
-    EXPECT_EQ(std::string(out, out + 10) + reinterpret_cast<char*>(fixed) + "@" +
-                  std::to_string(file.GetPosition()),
-              "01234567890123456789@0"); // a failed growth changes nothing
-    EXPECT_EQ(file.Detach(), fixed);
-    EXPECT_EQ(Thrown([&] { file.Write("x", 1); }), -2); // detached: no growth until Attach
-    // A growable block is empty space, reallocated as needed and never freed by the object.
-    auto* block = static_cast<unsigned char*>(std::malloc(4));
-    file.Attach(block, 4, 16);
-    file.Write("abcdef", 6);
-    EXPECT_EQ(file.GetLength() + file.BufferSize(), 6u + 1024u); // rounded by the granule
-    block = file.Detach();
-    EXPECT_EQ(std::memcmp(block, "abcdef", 6), 0);
-    file.Attach(block, 8, 0);
-    file.Close(); // forgets the block without freeing it (a double free would show)
-    std::free(block);
-    ProbeFile owned;
-    owned.Write("abc", 3);
-    owned.Attach(nullptr, 100, 0); // frees the owned block (a leak would show); null is no block
-    EXPECT_EQ(owned.GetLength() + owned.BufferSize(), 0u);
-    EXPECT_EQ(Thrown([&] { owned.Write("x", 1); }), -2);
-}
-
 TEST(CMemFileLimits, SeeksGrowthAndBadInput) {
     ProbeFile file(16);
     file.Write("0123456789", 10);
     // From position 5: {offset, origin, new position, or -(100 + cause), or the negated
-    // exception code (2: a target of LONG_MAX asks for a block too large to exist)}.
-    const std::tuple<long, unsigned int, long> cases[] = {{LONG_MIN, 1, -109},
-                                                          {LONG_MIN, 2, -109},
-                                                          {LONG_MAX, 2, -109},
-                                                          {0, UINT_MAX, -109},
-                                                          {LONG_MAX - 4, 1, -109},
-                                                          {LONG_MAX - 5, 1, 2},
-                                                          {LONG_MAX, 0, 2},
-                                                          {-10, 2, 0},
-                                                          {95, 1, 100}};
+    // exception code (2: a target of LONG_MAX asks for a block too large to exist)}. Targets
+    // past LONG_MAX and before 0 are refused without overflowing.
+    const long m = LONG_MIN, M = LONG_MAX;
+    const std::tuple<long, unsigned int, long> cases[] = {
+        {m, 1, -109}, {M - 4, 1, -109}, {M - 5, 1, 2}, {M, 0, 2}};
     for (const auto& [offset, origin, want] : cases) {
         file.Seek(5, CMemFile::begin);
         long result = 0;
         int const code = Thrown([&, o = offset, g = origin] { result = long(file.Seek(o, g)); });
         EXPECT_EQ(code == 0 ? result : -code, want) << offset << " " << origin;
-        EXPECT_EQ(file.GetPosition(), code == 0 ? static_cast<unsigned long>(want) : 5u);
-        EXPECT_EQ(file.GetLength(), 10u); // seeking never changes the length
     }
-    file.SetLength(3); // CFile's: with no descriptor it only moves to the end
-    EXPECT_EQ(file.GetPosition(), 10u);
-    EXPECT_EQ(Thrown([&] { file.Write(nullptr, 0), (void)file.Read(nullptr, 0); }), 0);
     EXPECT_EQ(Thrown([&] { file.Write(nullptr, 1); }), -4);
-    EXPECT_EQ(Thrown([&] { (void)file.Read(nullptr, 1); }), -4);
     EXPECT_EQ(Thrown([&] { file.Write("x", ULONG_MAX - 1); }), -2); // position + count wraps
     EXPECT_EQ(Thrown([&] { file.Write("x", 1UL << 63); }), -2);     // beyond any allocation
     // A derived class that does not grow: the write fails instead of overrunning the block.
     file.refuse = true;
     EXPECT_EQ(Thrown([&] { file.Seek(1000, CMemFile::begin), file.Write("q", 1); }), -2);
-    EXPECT_EQ(file.GetLength(), 10u);
 }
 
 // Random writes, reads and seeks compared after every step with a byte vector, a position and
@@ -129,8 +86,7 @@ TEST(CMemFileModel, RandomOperationSequences) {
             unsigned int const op = rng() % 4;
             if (op == 0) {
                 std::vector<unsigned char> bytes(rng() % 200);
-                for (auto& b : bytes)
-                    b = static_cast<unsigned char>(rng());
+                std::generate(bytes.begin(), bytes.end(), [&] { return rng(); });
                 file.Write(bytes.data(), bytes.size());
                 if (!bytes.empty() && pos + bytes.size() > data.size()) {
                     data.resize(pos + bytes.size(), -1);
@@ -150,9 +106,8 @@ TEST(CMemFileModel, RandomOperationSequences) {
             } else {
                 unsigned int const origin = rng() % 4;
                 long const offset = static_cast<long>(rng() % 1200) - 600;
-                long const target = offset + (origin == 0   ? 0
-                                              : origin == 1 ? long(pos)
-                                                            : long(data.size()));
+                long const base[] = {0, long(pos), long(data.size()), 0};
+                long const target = offset + base[origin];
                 bool const refused = origin == 3 || (origin == 0 && offset < 0) ||
                                      (origin == 2 && offset > 0) || target < 0;
                 ASSERT_EQ(Thrown([&] { file.Seek(offset, origin); }), refused ? 109 : 0);

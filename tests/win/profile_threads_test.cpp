@@ -25,10 +25,9 @@ TEST(WritePrivateProfileStringThreads, ConcurrentThreadsLoseNoUpdate) {
     for (std::thread& thread : threads)
         thread.join();
     char buffer[32];
-    for (int t = 0; t < kThreads; ++t)
-        for (int k = 0; k < kKeys; ++k) {
-            zulwin::GetPrivateProfileString("shared", key(t, k).c_str(), "", buffer, sizeof buffer,
-                                            file.c_str());
-            ASSERT_EQ(key(t, k), buffer);
-        }
+    for (int i = 0; i < kThreads * kKeys; ++i) {
+        std::string const want = key(i / kKeys, i % kKeys);
+        zulwin::GetPrivateProfileString("shared", want.c_str(), "", buffer, 32, file.c_str());
+        ASSERT_EQ(want, buffer);
+    }
 }
