@@ -9,9 +9,10 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
-#include <regex>
+#include <string_view>
 
 using namespace test_support;
 namespace fs = std::filesystem;
@@ -23,9 +24,9 @@ struct Case {
     const char* old; // the target's content before each run; null: the probe creates it
     long least[4];   // open, read, write and rename calls of a complete run, at least
     // What is allowed when another call, a read or a write fails: "outcome/content" pairs ('|'
-    // between, a regular expression): "cause" is the injected error's CFileException cause;
-    // content o is the old file, n the complete new one, p a prefix of the new one in whole
-    // 16 KiB blocks.
+    // between; none: that call never fails here): "cause" is the injected error's CFileException
+    // cause; content o is the old file, n the complete new one, p a prefix of the new one in
+    // whole 16 KiB blocks, and . any of them.
     const char* allowed[3];
 };
 
@@ -51,6 +52,20 @@ const Case kCases[] = {
     // opened or read when it was made never saves over it.
     {"registry", kConfig, {2, 1, 1, 1}, {kKept, kKept, "exception -3/o|exception -3/n|ok/n"}},
 };
+
+// Whether `got` ("outcome/k", k one character) is one of the '|'-separated pairs of `allowed`.
+bool Allowed(std::string_view got, std::string_view allowed) {
+    for (std::size_t start = 0; start < allowed.size();) {
+        std::size_t const bar = std::min(allowed.find('|', start), allowed.size());
+        std::string_view const pair = allowed.substr(start, bar - start);
+        if (pair.size() == got.size() &&
+            pair.substr(0, pair.size() - 1) == got.substr(0, got.size() - 1) &&
+            (pair.back() == '.' || pair.back() == got.back()))
+            return true;
+        start = bar + 1;
+    }
+    return false;
+}
 
 // The open descriptors before and after, whether the injected failure happened, and how many
 // calls of the chosen function concerned the directory.
@@ -136,8 +151,7 @@ TEST(Faults, EveryOperationUnderEveryFailure) {
                                              : prefix           ? "p"
                                                                 : "?";
                     EXPECT_TRUE(
-                        std::regex_match(outcome + "/" + kept,
-                                         std::regex(c.allowed[call == 1 || call == 2 ? call : 0])))
+                        Allowed(outcome + "/" + kept, c.allowed[call == 1 || call == 2 ? call : 0]))
                         << run.outcome << ", content " << kept;
                     if (nth > 1000 || ::testing::Test::HasFailure())
                         return;
