@@ -39,7 +39,8 @@ TEST(SetAppDir, SetsTheDirectoryWhenNothingAskedYet) {
     // does not use up the once-only setting.
     std::pair<std::string, std::string> const cases[] = {{"/srv//app/./bin/..", "/srv/app/"},
                                                          {"/" + std::string(4094, 'b'), ""}};
-    for (const auto& [dir, expected] : cases) {
+    for (const auto& c : cases) {
+        const std::string &dir = c.first, &expected = c.second; // lambdas capture no bindings
         std::string const now = expected.empty() ? "/after/refusal/" : expected;
         // The executable's name stays its own; a second call changes nothing.
         auto const checks = [&] {
