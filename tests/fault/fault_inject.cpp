@@ -29,19 +29,12 @@
 
 namespace {
 
-enum class Call { none, open, read, write, rename, fsync };
-
-Call g_call = Call::none;
+char g_call[16] = {}, g_dir[PATH_MAX] = {};
 long g_nth = 0;
 int g_error = EIO;
-char g_dir[PATH_MAX] = {};
 std::size_t g_dirLength = 0;
 std::atomic<long> g_counted{0};
 std::atomic<bool> g_failed{false};
-
-template <typename F> F Real(const char* name) {
-    return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
-}
 
 const char* Env(const char* name) {
     const char* const value = std::getenv(name);
@@ -49,15 +42,11 @@ const char* Env(const char* name) {
 }
 
 __attribute__((constructor)) void ReadSettings() {
-    const char* const kCalls[] = {"open", "read", "write", "rename", "fsync"};
-    for (int i = 0; i < 5; ++i)
-        if (std::strcmp(Env("FAULT_CALL"), kCalls[i]) == 0)
-            g_call = static_cast<Call>(i + 1);
+    std::strncpy(g_call, Env("FAULT_CALL"), sizeof g_call - 1);
     g_nth = std::atol(Env("FAULT_NTH"));
     std::string_view const error = Env("FAULT_ERRNO");
     g_error = error == "ENOSPC" ? ENOSPC : error == "EINTR" ? EINTR : EIO;
-    g_dirLength =
-        static_cast<std::size_t>(std::snprintf(g_dir, sizeof g_dir, "%s", Env("FAULT_DIR")));
+    g_dirLength = std::strlen(std::strncpy(g_dir, Env("FAULT_DIR"), sizeof g_dir - 1));
 }
 
 // The C library's own write inside dprintf is not the wrapper below, so the report is not
@@ -77,10 +66,11 @@ bool DescriptorBelow(int fd) {
     return readlink(link, target, sizeof target - 1) > 0 && Below(target);
 }
 
-// Counts a call of `call` when `concerned()` says it touches the watched directory (asked only
-// for the chosen function); true when this is the one that must fail, with errno already set.
-template <typename Concerned> bool Fails(Call call, Concerned concerned) {
-    if (g_call != call || !concerned() || ++g_counted != g_nth)
+// Counts a call of `call` (a FAULT_CALL name) when `concerned()` says it touches the watched
+// directory (asked only for the chosen function); true when this is the one that must fail, with
+// errno already set.
+template <typename Concerned> bool Fails(const char* call, Concerned concerned) {
+    if (std::strcmp(g_call, call) != 0 || !concerned() || ++g_counted != g_nth)
         return false;
     g_failed = true;
     errno = g_error;
@@ -93,7 +83,7 @@ template <typename Concerned> bool Fails(Call call, Concerned concerned) {
 // the chosen call, and otherwise passes its arguments on to the C library's own.
 #define WRAP(type, name, call, concerned, params, args)                                            \
     type name params {                                                                             \
-        static auto real = Real<type(*) params>(#name);                                            \
+        static auto real = reinterpret_cast<type(*) params>(dlsym(RTLD_NEXT, #name));              \
         return Fails(call, [&] { return concerned; }) ? -1 : real args;                            \
     }
 
@@ -108,16 +98,16 @@ int open(const char* path, int flags, ...) {
         mode = static_cast<mode_t>(va_arg(list, int));
         va_end(list);
     }
-    static auto real = Real<int (*)(const char*, int, ...)>("open");
-    return Fails(Call::open, [&] { return Below(path); }) ? -1 : real(path, flags, mode);
+    static auto real = reinterpret_cast<int (*)(const char*, int, ...)>(dlsym(RTLD_NEXT, "open"));
+    return Fails("open", [&] { return Below(path); }) ? -1 : real(path, flags, mode);
 }
-WRAP(ssize_t, read, Call::read, DescriptorBelow(fd), (int fd, void* buffer, size_t count),
+WRAP(ssize_t, read, "read", DescriptorBelow(fd), (int fd, void* buffer, size_t count),
      (fd, buffer, count))
-WRAP(ssize_t, write, Call::write, DescriptorBelow(fd), (int fd, const void* buffer, size_t count),
+WRAP(ssize_t, write, "write", DescriptorBelow(fd), (int fd, const void* buffer, size_t count),
      (fd, buffer, count))
-WRAP(int, rename, Call::rename, Below(from) || Below(to), (const char* from, const char* to),
+WRAP(int, rename, "rename", Below(from) || Below(to), (const char* from, const char* to),
      (from, to))
-WRAP(int, fsync, Call::fsync, DescriptorBelow(fd), (int fd), (fd))
-WRAP(int, fdatasync, Call::fsync, DescriptorBelow(fd), (int fd), (fd))
+WRAP(int, fsync, "fsync", DescriptorBelow(fd), (int fd), (fd))
+WRAP(int, fdatasync, "fsync", DescriptorBelow(fd), (int fd), (fd))
 
 } // extern "C"

