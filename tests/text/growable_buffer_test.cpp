@@ -1,5 +1,6 @@
 // CGrowableBuffer: the allocation rule, appending, and hex text across the decoder's blocks
 // (hex text and the binary form are also fuzzed).
+#include <platform/mem_file.h>
 #include <platform/strings.h>
 
 #include <gtest/gtest.h>
@@ -53,4 +54,14 @@ TEST(GrowableBuffer, HexText) {
     ASSERT_TRUE(b.FromString(text.c_str()) && b == big);
     text[text.size() - 1001] = 'g';
     EXPECT_FALSE(b.FromString(text.c_str()) || b.GetData() != nullptr);
+}
+
+// The saved form, which files written by earlier programs keep: an 8-byte length, then the bytes.
+TEST(GrowableBuffer, SavedForm) {
+    zulwin::CMemFile file;
+    CGrowableBuffer(std::vector<unsigned char>(kAbc, kAbc + 3)).Save(&file);
+    file.Seek(0, zulwin::CFile::begin);
+    unsigned char saved[12] = {};
+    ASSERT_EQ(file.Read(saved, sizeof saved), 11u);
+    EXPECT_EQ(std::string(saved, saved + 11), std::string("\3\0\0\0\0\0\0\0abc", 11));
 }
