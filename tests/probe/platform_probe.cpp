@@ -9,7 +9,6 @@
 
 #include <cstdio>
 #include <string>
-#include <unistd.h>
 
 int main(int argc, char** argv) {
     std::string const command = argc > 1 ? argv[1] : "";
@@ -21,11 +20,9 @@ int main(int argc, char** argv) {
     else if (argc == 3 && (command == "load" || command == "out"))
         std::printf("%s\n", module == nullptr ? "null" : module == app ? "app" : "other");
     else if (argc == 2 && command == "instance") {
-        std::printf("running=%d\n", zulplatform::IsAppInstanceRunning() ? 1 : 0);
-        std::fflush(stdout);
-        char c;
-        while (read(0, &c, 1) > 0) {
-        }
+        dprintf(1, "running=%d\n", zulplatform::IsAppInstanceRunning() ? 1 : 0); // unbuffered
+        while (std::getchar() != EOF)
+            continue;
     } else {
         return 2; // see above for the usage
     }

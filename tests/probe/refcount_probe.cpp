@@ -12,14 +12,13 @@
 
 namespace {
 void* g_handle = nullptr;
-int g_opens = 0;
-int g_closes = 0;
+int g_opens = 0, g_closes = 0;
 } // namespace
 
 extern "C" void* dlopen(const char* file, int mode) {
     static auto real = reinterpret_cast<void* (*)(const char*, int)>(dlsym(RTLD_NEXT, "dlopen"));
     void* handle = real(file, mode);
-    g_opens += handle != nullptr && handle == g_handle;
+    g_opens += g_handle != nullptr && handle == g_handle;
     return handle;
 }
 

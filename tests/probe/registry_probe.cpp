@@ -8,10 +8,8 @@
 #include <cstdio>
 
 int main(int argc, char** argv) {
-    if (argc != 3)
-        return 2;
     zulwin::CRegKey key;
-    if (key.Create(argv[1], argv[2]) != 0)
+    if (argc != 3 || key.Create(argv[1], argv[2]) != 0)
         return 1;
     unsigned int runs = 0;
     key.QueryDWORDValue("Runs", runs);

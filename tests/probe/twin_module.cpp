@@ -2,11 +2,9 @@
 // "b"). Both builds define the same function names; each must reach its own.
 #include <platform/module.h>
 
-#include <atomic>
-
 namespace {
 
-std::atomic<unsigned> g_attaches{0};
+unsigned g_attaches = 0; // written by the load-time constructor only
 
 zulplatform::CResourceData& Resources() {
     static zulplatform::CResourceData data;
@@ -16,8 +14,7 @@ zulplatform::CResourceData& Resources() {
 int DllMain(zulplatform::IModule* module, unsigned int reason, void*) {
     if (reason == zulplatform::AppProcessAttach) {
         // The slot is already set when the entry routine sees the attach.
-        if (zulplatform::ThisModule() == module)
-            g_attaches.fetch_add(1);
+        g_attaches += zulplatform::ThisModule() == module;
         Resources().SetStringTable({{1, "twin " TWIN_NAME}});
     }
     return 1;
@@ -29,7 +26,7 @@ PLATFORM_MODULE_ENTRY(DllMain, Resources)
 
 // How many attaches this module's own entry routine saw with its own module object.
 extern "C" PLATFORM_MODULE_EXPORT unsigned twin_attaches() {
-    return g_attaches.load();
+    return g_attaches;
 }
 
 // This module's object as its own code sees it.

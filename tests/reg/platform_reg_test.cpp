@@ -6,12 +6,11 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -35,8 +34,7 @@ using Files = std::vector<std::pair<std::string, std::string>>; // names and con
 // exists only when there are files.
 struct App {
     ScratchDir scratch;
-    std::string dir = scratch / "app";
-    std::string data = dir + "/user_data/";
+    std::string dir = scratch / "app", data = dir + "/user_data/";
 
     explicit App(const Files& files) {
         mkdir(dir.c_str(), 0755);
@@ -45,16 +43,13 @@ struct App {
         for (const auto& [name, content] : files)
             WriteFile(data + name, content);
     }
-    // The tool's command line for `command` with "--dir APPDIR" put first (APP in a word
-    // stands for APPDIR), standard error sent to standard output.
+    // The tool's command line for `command` with "--dir APPDIR" put first, run in APPDIR,
+    // standard error sent to standard output.
     std::vector<std::string> Command(const std::string& command) const {
         std::vector<std::string> argv = {
-            "/bin/sh", "-c", "exec \"$@\" 2>&1", "-", PLATFORM_REG_PATH, "--dir", dir};
-        for (std::string word : Split(command, ' ')) {
-            if (std::size_t const at = word.find("APP"); at != std::string::npos)
-                word.replace(at, 3, dir);
+            "/bin/sh", "-c", "cd \"$0\" && exec \"$@\" 2>&1", dir, PLATFORM_REG_PATH, "--dir", dir};
+        for (const std::string& word : Split(command, ' '))
             argv.push_back(word);
-        }
         return argv;
     }
     std::string File(const std::string& name) const { return ReadFile(data + name); }
@@ -62,10 +57,9 @@ struct App {
 
 // `file` holds each of the '|'-separated texts of `pieces`, and none of those marked "!".
 void ExpectPieces(const std::string& file, const std::string& pieces) {
-    for (const std::string& piece : Split(pieces, '|')) {
-        bool const lacks = piece[0] == '!';
-        EXPECT_EQ(file.find(piece.substr(lacks)) == std::string::npos, lacks) << piece << file;
-    }
+    for (const std::string& piece : Split(pieces, '|')) // "!" first: lacks the rest
+        EXPECT_EQ(file.find(piece.substr(piece[0] == '!')) == std::string::npos, piece[0] == '!')
+            << piece << file;
 }
 
 struct Case {
@@ -125,9 +119,9 @@ const Case kCases[] = {
      "Windows Registry Editor Version 5.00\n\n[Net\\Sub]\n\"Bin\"=hex:01,ab,00\n"
      "\"Depth\"=dword:00000002\n\"Path\"=\"a\\\\b "
      "\\\"c\\\"\"\n\n[Net\\Sub\\Deep]\n@=dword:00000005\n\n"},
-    // Profile files are paths as given.
-    {"profile set APP/user_data/s.ini S k new", 0, "", "[S]|k = new"},
-    {"profile get APP/user_data/s.ini big K", 0, kBig.c_str()},
+    // Profile files are paths as given, relative ones to the working directory.
+    {"profile set user_data/s.ini S k new", 0, "", "[S]|k = new"},
+    {"profile get user_data/s.ini big K", 0, kBig.c_str()},
 };
 
 TEST(PlatformReg, Commands) {
@@ -161,16 +155,14 @@ TEST(PlatformRegTerminal, PromptAnswers) {
         };
         // The pane stays, with the status on it, until the server ends.
         std::vector<std::string> session = app.Command(d.command);
-        session.insert(session.begin(), {"/bin/sh", "-c", "\"$@\"; echo EXIT=$?; sleep 60", "-"});
-        session.insert(session.begin(), {"new-session", "-d", "-x", "160", "-y", "40"});
+        session.insert(session.begin(), {"new-session", "-d", "-x", "160", "-y", "40", "/bin/sh",
+                                         "-c", "\"$@\"; echo EXIT=$?; sleep 60", "-"});
         tmux(session);
         for (const std::string& answer : Split(d.out, '|'))
             tmux({"send-keys", "-t", "0", "-l", answer + "\n"});
         std::string screen;
-        for (int i = 0; i < 400 && screen.find("EXIT=") == std::string::npos; ++i) {
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-            screen = tmux({"capture-pane", "-p", "-t", "0"});
-        }
+        for (int i = 0; i < 400 && screen.find("EXIT=") == std::string::npos; ++i)
+            usleep(50000), screen = tmux({"capture-pane", "-p", "-t", "0"});
         EXPECT_NE(screen.find("EXIT=" + std::to_string(d.status) + "\n"), std::string::npos)
             << screen;
         ExpectPieces(app.File("s.ini"), d.file);

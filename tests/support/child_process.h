@@ -1,18 +1,18 @@
-// Running programs as child processes from tests: capture their output, feed or hold their
-// standard input.
+// Running programs as child processes from tests: capture their output, hold their standard
+// input open while the test runs.
 #pragma once
 
 #include <fcntl.h>
-#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace test_support {
 
-// A started child with pipes to its standard input and output.
+// A started child with pipes to its standard input and output, closed and waited for at the end.
 class ChildProcess {
 public:
     // `extraEnv` ("NAME=value" entries) is put in front of this process's environment for the
@@ -46,49 +46,31 @@ public:
     }
     ChildProcess(const ChildProcess&) = delete;
     ChildProcess& operator=(const ChildProcess&) = delete;
-    ~ChildProcess() {
-        CloseInput();
-        if (m_stdout >= 0)
-            close(m_stdout);
-        Wait();
-    }
+    ~ChildProcess() { Wait(); }
 
-    bool Started() const { return m_pid > 0; }
-
-    // Reads one line of the child's output (without the line feed); "" at end of output.
-    std::string ReadLine() { return Read('\n'); }
-
-    // Everything the child writes until it closes its output.
-    std::string ReadAll() { return Read(256); } // no char is 256
-
-    void CloseInput() {
-        if (m_stdin >= 0)
-            close(m_stdin);
-        m_stdin = -1;
-    }
-
-    // The exit status (as waitpid reports it), waiting for the child once.
-    int Wait() {
-        if (m_pid > 0)
-            waitpid(m_pid, &m_status, 0);
-        m_pid = -1;
-        return m_status;
-    }
-
-private:
-    // Output up to the character `end` (not included) or the end of the output.
-    std::string Read(int end) {
+    // The child's output up to `end` (not included) or its end: by default one line; 256 (no
+    // char is 256) takes all of it.
+    std::string ReadLine(int end = '\n') {
         std::string text;
-        char c;
-        while (read(m_stdout, &c, 1) == 1 && c != end)
+        for (char c; read(m_stdout, &c, 1) == 1 && c != end;)
             text += c;
         return text;
     }
 
+    void CloseInput() { close(std::exchange(m_stdin, -1)); }
+
+    // Closes both pipes and returns the exit status (as waitpid reports it), waiting once.
+    int Wait() {
+        CloseInput();
+        close(std::exchange(m_stdout, -1));
+        if (m_pid > 0)
+            waitpid(std::exchange(m_pid, -1), &m_status, 0);
+        return m_status;
+    }
+
+private:
     pid_t m_pid = -1;
-    int m_stdin = -1;
-    int m_stdout = -1;
-    int m_status = -1;
+    int m_stdin = -1, m_stdout = -1, m_status = -1;
 };
 
 // Runs a program to its end and returns its output.
@@ -96,7 +78,7 @@ inline std::string RunAndCapture(const std::vector<std::string>& argv, int* stat
                                  const std::vector<std::string>& extraEnv = {}) {
     ChildProcess child(argv, extraEnv);
     child.CloseInput();
-    std::string out = child.ReadAll();
+    std::string out = child.ReadLine(256);
     if (status != nullptr)
         *status = child.Wait();
     return out;

@@ -13,10 +13,7 @@ namespace test_support {
 class GuardedPage {
 public:
     GuardedPage() {
-        void* const map =
-            mmap(nullptr, 2 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-        m_begin = static_cast<char*>(map);
-        if (map == MAP_FAILED || mprotect(End(), m_size, PROT_NONE) != 0)
+        if (m_begin == MAP_FAILED || mprotect(End(), m_size, PROT_NONE) != 0)
             throw std::runtime_error("GuardedPage: mmap or mprotect failed");
     }
     ~GuardedPage() { munmap(m_begin, 2 * m_size); }
@@ -26,7 +23,8 @@ public:
 
 private:
     std::size_t const m_size = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
-    char* m_begin = nullptr;
+    char* const m_begin = static_cast<char*>(
+        mmap(nullptr, 2 * m_size, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0));
 };
 
 } // namespace test_support

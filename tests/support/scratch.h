@@ -2,10 +2,9 @@
 // that restores the current directory, and small file helpers.
 #pragma once
 
-#include <sys/stat.h>
+#include <sys/stat.h> // also the POSIX file calls, for the tests
 #include <unistd.h>
 
-#include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -25,10 +24,8 @@ public:
     ScratchDir(const ScratchDir&) = delete;
     ScratchDir& operator=(const ScratchDir&) = delete;
     ~ScratchDir() {
-        if (!m_path.empty()) {
-            std::error_code ignored;
-            std::filesystem::remove_all(m_path, ignored);
-        }
+        std::error_code ignored; // also when mkdtemp failed: "" names nothing
+        std::filesystem::remove_all(m_path, ignored);
     }
     std::string operator/(const std::string& name) const { return m_path + "/" + name; }
     const std::string& path() const { return m_path; }
@@ -38,22 +35,10 @@ private:
     std::string m_path;
 };
 
-// Restores the current directory at the end of the scope.
-class CwdGuard {
-public:
-    CwdGuard() {
-        if (getcwd(m_saved, sizeof m_saved) == nullptr)
-            m_saved[0] = '\0';
-    }
-    CwdGuard(const CwdGuard&) = delete;
-    CwdGuard& operator=(const CwdGuard&) = delete;
-    ~CwdGuard() {
-        if (m_saved[0] != '\0' && chdir(m_saved) != 0)
-            std::abort();
-    }
-
-private:
-    char m_saved[PATH_MAX];
+// Restores the current directory at the end of the scope (a failure there ends the program).
+struct CwdGuard {
+    const std::filesystem::path saved = std::filesystem::current_path();
+    ~CwdGuard() { std::filesystem::current_path(saved); }
 };
 
 inline void WriteFile(const std::string& path, const std::string& content) {
@@ -61,8 +46,7 @@ inline void WriteFile(const std::string& path, const std::string& content) {
 }
 
 inline std::string ReadFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    return {std::istreambuf_iterator<char>(std::ifstream(path, std::ios::binary).rdbuf()), {}};
 }
 
 // Something is there, a dangling link included.

@@ -36,8 +36,7 @@ void ExpectBothWays(std::uint64_t ticks) {
     time_t const t = static_cast<time_t>(ticks / 10000000) - 11644473600LL;
     tm broken{};
     _SYSTEMTIME st{};
-    _FILETIME const in = FileTime(ticks);
-    _FILETIME back{};
+    _FILETIME in = FileTime(ticks), back{};
     ASSERT_TRUE(gmtime_r(&t, &broken) && zulwin::FileTimeToSystemTime(&in, &st) == 1 &&
                 Same(st, Record(broken, ticks % 10000000 / 10000)))
         << ticks << ": " << Show(st);

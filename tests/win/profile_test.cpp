@@ -39,9 +39,8 @@ TEST(GetPrivateProfileString, CopiesTruncatesAndFallsBack) {
 TEST(GetPrivateProfileInt, ConvertsAndClamps) {
     ScratchDir dir;
     std::string const file = dir / "n.ini";
-    WriteFile(file, "[N]\nhex=0x1F\nbare=0x\nbig=4294967296\nneg=-5\ndec=12abc\n");
-    std::pair<char const*, int> const cases[] = {{"hex", 31}, {"bare", 0}, {"big", -1},
-                                                 {"neg", -1}, {"dec", 12}, {"absent", 77}};
+    WriteFile(file, "[N]\nhex=0x1F\nbig=4294967296\ndec=12abc\n");
+    std::pair<char const*, int> const cases[] = {{"hex", 31}, {"big", -1}, {"dec", 12}, {"a", 77}};
     for (auto const& [key, result] : cases)
         EXPECT_EQ(GetPrivateProfileInt("N", key, 77, file.c_str()), result) << key;
 }
@@ -50,15 +49,14 @@ TEST(WritePrivateProfileString, WritesRemovesAndLeavesEqualFilesAlone) {
     ScratchDir dir;
     std::string const file = dir / "w.ini";
     // {section, key, value, the file after the call}; a null value removes the key, a null key
-    // the section, a null section everything. Writing what is there leaves the file alone.
+    // the section. Writing what is there leaves the file alone.
     std::tuple<char const*, char const*, char const*, char const*> const steps[] = {
         {"S", "k", "1", "[S]\nk = 1\n\n"},
         {"T", "x", "3", "[S]\nk = 1\n\n[T]\nx = 3\n\n"},
         {"S", "j", "2", "[S]\nj = 2\nk = 1\n\n[T]\nx = 3\n\n"},
         {"s", "K", "1", nullptr},
         {"S", "k", nullptr, "[S]\nj = 2\n\n[T]\nx = 3\n\n"},
-        {"S", nullptr, nullptr, "[T]\nx = 3\n\n"},
-        {nullptr, nullptr, nullptr, ""}};
+        {"S", nullptr, nullptr, "[T]\nx = 3\n\n"}};
     ino_t inode = 0;
     for (auto const& [section, key, value, after] : steps) {
         EXPECT_EQ(WritePrivateProfileString(section, key, value, file.c_str()), 1);
@@ -83,10 +81,9 @@ TEST(WritePrivateProfileString, ConcurrentProcessesLoseNoUpdate) {
                 WritePrivateProfileString("Shared", std::to_string(k).c_str(), "v", file.c_str());
             _exit(0);
         }
-    for (pid_t child : children) {
-        int status = -1;
+    int status = -1;
+    for (pid_t child : children)
         EXPECT_TRUE(child > 0 && waitpid(child, &status, 0) == child && status == 0);
-    }
     CIniFile ini;
     ASSERT_TRUE(ini.Load(file.c_str()));
     EXPECT_EQ(ini._GetSectionSize("Shared"), std::size_t{kProcesses * kKeys + 1});
