@@ -12,6 +12,7 @@
 #include <fstream>
 #include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 using namespace zulplatform;
@@ -37,11 +38,23 @@ TEST(TzifReader, RefusesTruncatedAndCorruptedFiles) {
         _TzZone zone;
         EXPECT_EQ(_ReadTzif(cut.data(), n, zone), n == bytes.size()) << n;
     }
-    // A footer that is not a rule. (Counts that do not fit, indexes out of range and changes out
-    // of order are left to the fuzz target, which runs under the sanitizers.)
-    bytes[bytes.size() - 3] = '!';
-    _TzZone zone;
-    EXPECT_FALSE(_ReadTzif(bytes.data(), bytes.size(), zone));
+    // A daylight flag above 1 in the first local-time type of the 64-bit block, and a footer
+    // that is not a rule. (Counts that do not fit, indexes out of range and changes out of order
+    // are left to the fuzz target, which runs under the sanitizers.)
+    auto const be32 = [&](std::size_t at) {
+        return std::size_t{bytes[at]} << 24 | bytes[at + 1] << 16 | bytes[at + 2] << 8 |
+               bytes[at + 3];
+    };
+    std::size_t const block2 =
+        44 + be32(20) + be32(24) + be32(28) * 8 + be32(32) * 5 + be32(36) * 6 + be32(40);
+    std::pair<std::size_t, unsigned char> const edits[] = {
+        {block2 + 44 + be32(block2 + 32) * 9 + 4, 2}, {bytes.size() - 3, '!'}};
+    for (auto const& [at, value] : edits) {
+        std::vector<unsigned char> bad(bytes);
+        bad[at] = value;
+        _TzZone zone;
+        EXPECT_FALSE(_ReadTzif(bad.data(), bad.size(), zone)) << at;
+    }
 }
 
 TEST(TzZone, WallTimesInGapsAndFoldsFollowTheFoldRules) {
