@@ -18,9 +18,7 @@
 #include <cerrno>
 #include <chrono>
 #include <filesystem>
-#include <fstream>
 #include <random>
-#include <sstream>
 #include <string>
 #include <tuple>
 
@@ -28,13 +26,6 @@ using namespace test_support;
 using zulwin::CString;
 
 namespace {
-
-// The whole file in one copy: the iterator-based helper is slow for 1 MiB in unoptimised builds.
-std::string WholeFile(std::string const& path) {
-    std::ostringstream content;
-    content << std::ifstream(path, std::ios::binary).rdbuf();
-    return content.str();
-}
 
 // A memory file that reads at most 5 bytes and writes at most 7 at a time, as a disk file may:
 // its `failAt`-th read fails with `error`, and once it holds `limit` bytes a write takes none,
@@ -60,7 +51,8 @@ TEST(IniFileLoad, ReadsInPiecesAndLoadsNothingAfterAFailedRead) {
         SlowFile file;
         file.CMemFile::Write(bytes.data(), bytes.size());
         file.Seek(0, zulwin::CFile::begin);
-        file.failAt = 3, file.error = error; // after 10 bytes, enough for a document
+        file.failAt = 3; // after 10 bytes, enough for a document
+        file.error = error;
         CIniFile ini;
         EXPECT_EQ(ini.Load(file), error != EIO) << error;
         EXPECT_EQ(ini._GetSectionCount(), error != EIO ? 2u : 0u) << error;
@@ -103,7 +95,7 @@ TEST(IniFileSave, AnEqualDocumentLeavesTheFileUntouched) {
         ASSERT_TRUE(ini.FromText(document));
         ini._SetModified(true);
         EXPECT_TRUE(ini.Save(path.c_str()) && !ini.IsModified());
-        EXPECT_EQ(WholeFile(path), result != nullptr ? result : file) << document;
+        EXPECT_EQ(ReadFile(path), result != nullptr ? result : file) << document;
     }
 }
 
@@ -113,7 +105,7 @@ TEST(IniFileSave, RefusesToOverwriteWhatItCannotRead) {
     CIniFile ini;
     ini.WriteValue("A", "k", "1");
     EXPECT_FALSE(ini.Save((dir / "bad.ini").c_str()));
-    EXPECT_EQ(WholeFile(dir / "bad.ini"), "[A] junk\n");
+    EXPECT_EQ(ReadFile(dir / "bad.ini"), "[A] junk\n");
 }
 
 TEST(IniFileSave, ReplacesTheFileKeepingModeAndLinks) {
@@ -125,13 +117,12 @@ TEST(IniFileSave, ReplacesTheFileKeepingModeAndLinks) {
     CIniFile ini;
     ini.WriteValue("A", "k", "2");
     ASSERT_TRUE(ini.Save((dir / "link.ini").c_str()));
-    EXPECT_EQ(WholeFile(target), "[A]\nk = 2\n\n") << "written through the link";
+    EXPECT_EQ(ReadFile(target), "[A]\nk = 2\n\n") << "written through the link";
     EXPECT_EQ(std::filesystem::status(target).permissions(), std::filesystem::perms(0640));
 }
 
 // Saving replaces the file as a whole: a writer killed at any instant leaves either the old or
-// the new complete file (about 1 MiB each), never a torn one. The first save runs to its end, to
-// time it, so that the kills land across all of a save.
+// the new complete file (about 1 MiB each), never a torn one.
 TEST(IniFileSave, AKilledWriterLeavesTheOldOrTheNewFile) {
     ScratchDir dir;
     std::string const path = dir / "big.ini";
@@ -143,23 +134,29 @@ TEST(IniFileSave, AKilledWriterLeavesTheOldOrTheNewFile) {
     doc.ToText(text);
     std::string texts[2] = {text.GetString(), text.GetString()};
     std::replace(texts[0].begin(), texts[0].end(), 'v', 'o'); // the old values
-    std::mt19937 random(99);
-    long saveUs = 0;
-    int saw[2] = {0, 0};
-    for (int round = -1; round < 80; ++round) {
+    // A writer saving over the old file, in a process of its own.
+    auto const save = [&] {
         WriteFile(path, texts[0]);
-        auto const start = std::chrono::steady_clock::now();
         pid_t const child = fork();
         if (child == 0)
             _exit(doc.Save(path.c_str()) ? 0 : 1);
-        if (round >= 0)
-            usleep(static_cast<useconds_t>(random() % (saveUs * 3 / 2 + 1))), kill(child, SIGKILL);
+        return child;
+    };
+    // One save timed to its end, so that the kills land across all of a save.
+    auto const start = std::chrono::steady_clock::now();
+    waitpid(save(), nullptr, 0);
+    long const saveUs = (std::chrono::steady_clock::now() - start) / std::chrono::microseconds(1);
+    ASSERT_EQ(ReadFile(path), texts[1]);
+    std::mt19937 random(99);
+    int saw[2] = {0, 0};
+    for (int round = 0; round < 80; ++round) {
+        pid_t const child = save();
+        usleep(static_cast<useconds_t>(random() % (saveUs * 3 / 2 + 1)));
+        kill(child, SIGKILL);
         waitpid(child, nullptr, 0);
-        if (round < 0)
-            saveUs = (std::chrono::steady_clock::now() - start) / std::chrono::microseconds(1);
-        std::string const content = WholeFile(path);
+        std::string const content = ReadFile(path);
         ASSERT_TRUE(content == texts[0] || content == texts[1]) << round << ": " << content.size();
-        saw[content == texts[1]] += round >= 0;
+        ++saw[content == texts[1]];
     }
     // Both outcomes occur, or the kills did not land inside the saves.
     EXPECT_TRUE(saw[0] > 0 && saw[1] > 0) << saw[0] << " old, " << saw[1] << " new";

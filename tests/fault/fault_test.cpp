@@ -92,7 +92,8 @@ TEST(Faults, EveryOperationUnderEveryFailure) {
                           target = dir + "/target", old = c.old != nullptr ? c.old : "";
         fs::copy_file(FAULT_PROBE_PATH, probe);
         auto const prepare = [&] {
-            fs::remove_all(dir), fs::create_directories(dir);
+            fs::remove_all(dir);
+            fs::create_directories(dir);
             WriteFile(target + ".src", std::string(100000, 's'));
             if (c.old != nullptr)
                 WriteFile(target, c.old);

@@ -76,7 +76,8 @@ TEST(FileSearch, AnEntryThatCannotBeStatedEndsItsListing) {
         WriteFile(d / ("f" + std::to_string(i)), "x");
     fs::create_symlink(d / "nowhere", d / "dangling");
     Events before; // what the listing gives before the link, sorted
-    for (fs::directory_iterator it(d.path()); it->path().filename() != "dangling"; ++it)
+    for (fs::directory_iterator it(d.path());
+         it != fs::end(it) && it->path().filename() != "dangling"; ++it)
         before.push_back("F " + it->path().string());
     std::sort(before.begin(), before.end());
     EXPECT_EQ(Search(d.path(), "*", false), before);

@@ -132,8 +132,11 @@ TEST(TimeStamp, TextReadsExactlyAsScanfWouldAndPrintsWhatReadsBack) {
         text.resize(rng() % (text.size() + 1));
         ASSERT_EQ(CTimeStamp(text.c_str()).GetFileTime(), ParseModel(text.c_str())) << text;
     }
-    // Printing, over the whole range: the model reads the text back to the value (to the
-    // millisecond for the short form).
+    // Printing: fixed-width fields, then over the whole range the model reads the text back to
+    // the value (to the millisecond for the short form).
+    CTimeStamp const some = At(TicksOf(2024, 5, 6, 7, 8, 9) + 1234567);
+    EXPECT_STREQ(some.ToString().GetString(), "2024-05-06T07:08:09.123");
+    EXPECT_STREQ(some.ToStringHr().GetString(), "2024-05-06T07:08:09.123456700");
     std::uniform_int_distribution<std::uint64_t> any(0, kMax);
     for (int i = 0; i < 10000; ++i) {
         std::uint64_t const v = i == 0 ? kMax : any(rng);

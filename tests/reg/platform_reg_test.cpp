@@ -161,8 +161,10 @@ TEST(PlatformRegTerminal, PromptAnswers) {
         for (const std::string& answer : Split(d.out, '|'))
             tmux({"send-keys", "-t", "0", "-l", answer + "\n"});
         std::string screen;
-        for (int i = 0; i < 400 && screen.find("EXIT=") == std::string::npos; ++i)
-            usleep(50000), screen = tmux({"capture-pane", "-p", "-t", "0"});
+        for (int i = 0; i < 400 && screen.find("EXIT=") == std::string::npos; ++i) {
+            usleep(50000);
+            screen = tmux({"capture-pane", "-p", "-t", "0"});
+        }
         EXPECT_NE(screen.find("EXIT=" + std::to_string(d.status) + "\n"), std::string::npos)
             << screen;
         ExpectPieces(app.File("s.ini"), d.file);

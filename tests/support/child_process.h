@@ -48,14 +48,11 @@ public:
     ChildProcess& operator=(const ChildProcess&) = delete;
     ~ChildProcess() { Wait(); }
 
-    // The child's output up to `end` (not included) or its end: by default one line; 256 (no
-    // char is 256) takes all of it.
-    std::string ReadLine(int end = '\n') {
-        std::string text;
-        for (char c; read(m_stdout, &c, 1) == 1 && c != end;)
-            text += c;
-        return text;
-    }
+    // One line of the child's output, without its line feed; "" at the end of the output.
+    std::string ReadLine() { return ReadUpTo('\n'); }
+
+    // Everything the child writes until it closes its output.
+    std::string ReadAll() { return ReadUpTo(256); } // no char is 256
 
     void CloseInput() { close(std::exchange(m_stdin, -1)); }
 
@@ -69,6 +66,14 @@ public:
     }
 
 private:
+    // The child's output up to the character `end` (not included) or the end of the output.
+    std::string ReadUpTo(int end) {
+        std::string text;
+        for (char c; read(m_stdout, &c, 1) == 1 && c != end;)
+            text += c;
+        return text;
+    }
+
     pid_t m_pid = -1;
     int m_stdin = -1, m_stdout = -1, m_status = -1;
 };
@@ -78,7 +83,7 @@ inline std::string RunAndCapture(const std::vector<std::string>& argv, int* stat
                                  const std::vector<std::string>& extraEnv = {}) {
     ChildProcess child(argv, extraEnv);
     child.CloseInput();
-    std::string out = child.ReadLine(256);
+    std::string out = child.ReadAll();
     if (status != nullptr)
         *status = child.Wait();
     return out;

@@ -25,13 +25,17 @@ inline bool RefWildcard(const char* pattern, const char* name) {
     // position j, or this '*' takes one character more.
     std::vector<std::vector<char>> known(p.size() + 1, std::vector<char>(n.size() + 1, 0));
     std::function<bool(std::size_t, std::size_t)> match = [&](std::size_t i, std::size_t j) {
-        if (known[i][j] == 0)
-            known[i][j] =
-                1 +
-                (i == p.size() ? j == n.size()
-                 : p[i] != '*'
-                     ? j < n.size() && (p[i] == '?' || p[i] == n[j]) && match(i + 1, j + 1)
-                     : i + 1 == p.size() || (j < n.size() && (match(i + 1, j) || match(i, j + 1))));
+        if (known[i][j] == 0) {
+            bool result;
+            if (i == p.size())
+                result = j == n.size();
+            else if (p[i] != '*')
+                result = j < n.size() && (p[i] == '?' || p[i] == n[j]) && match(i + 1, j + 1);
+            else
+                result =
+                    i + 1 == p.size() || (j < n.size() && (match(i + 1, j) || match(i, j + 1)));
+            known[i][j] = result ? 2 : 1;
+        }
         return known[i][j] == 2;
     };
     return match(0, 0);

@@ -81,7 +81,8 @@ TEST(CString, ConstructionComparisonSearchAndTokens) {
     // char + CString keeps the byte raw, CString + char validates it.
     EXPECT_EQ("\xE9x|x?", Bytes('\xE9' + CString("x")) + "|" + Bytes(CString("x") + '\xE9'));
     CString self("ab"); // appending itself, then assigning a pointer into its own bytes
-    self += self, self = self.GetString() + 1;
+    self += self;
+    self = self.GetString() + 1;
     EXPECT_EQ("bab", Bytes(self));
     const CString multi("\xC3\xA9\xC3\xA9\xC3\xA9x"); // 4 code points, 7 bytes
     // The start of Find is bounded by the code-point count; FindOneOf takes the set in order.

@@ -80,8 +80,10 @@ TEST(CMemFileModel, RandomOperationSequences) {
                 std::vector<unsigned char> bytes(rng() % 200);
                 std::generate(bytes.begin(), bytes.end(), [&] { return rng(); });
                 file.Write(bytes.data(), bytes.size());
-                if (!bytes.empty() && pos + bytes.size() > data.size())
-                    data.resize(pos + bytes.size(), -1), grow(data.size());
+                if (!bytes.empty() && pos + bytes.size() > data.size()) {
+                    data.resize(pos + bytes.size(), -1);
+                    grow(data.size());
+                }
                 std::copy(bytes.begin(), bytes.end(), data.begin() + long(pos));
                 pos += bytes.size();
             } else if (op == 1) {

@@ -21,12 +21,16 @@ using zulwin::CRegKey;
 
 namespace {
 
-// The application data directory, where CRegKey keeps its files; nothing creates it.
-std::string const g_dataDir = zulplatform::GetDefaultAppDataDir().GetString();
+// The application data directory, where CRegKey keeps its files, made if it is missing.
+std::string DataDir() {
+    std::string const dir = zulplatform::GetDefaultAppDataDir().GetString();
+    mkdir(dir.c_str(), 0770);
+    return dir;
+}
 
 class Registry : public testing::Test {
 protected:
-    ScratchDir m_dir{(mkdir(g_dataDir.c_str(), 0770), g_dataDir.c_str())};
+    ScratchDir m_dir{DataDir().c_str()};
     std::string const m_path = m_dir / "reg.ini";
     // The registry name relative to the data directory, as CRegKey takes it.
     std::string const m_name = m_dir.path().substr(m_dir.path().rfind('/') + 1) + "/reg.ini";
